@@ -1,0 +1,138 @@
+"""Fixtures: one fake API, one clock and one trap port per run; an agent shared by all tests that need none of their own."""
+
+import os
+from pathlib import Path
+from typing import Callable, Iterator, List
+
+import pytest
+
+from harness import ERROR, MODULE, WARNING, Agent, Api, CACHE_LIFETIME, Clock, EventQueue, TrapListener
+from harness.router import router
+
+_AGENTS: List[Agent] = []
+_APIS: List[Api] = []
+
+
+def pytest_configure() -> None:
+    if not os.environ.get("ZAN_PRIVATE_NAMESPACES"):
+        pytest.exit("these tests want namespaces of their own: start them with tests/integration/run", returncode=4)
+
+
+@pytest.hookimpl(hookwrapper=True)
+def pytest_runtest_makereport(item, call):
+    report = (yield).get_result()
+    if report.failed:
+        for agent in _AGENTS:
+            report.sections.append((f"agent in {agent.folder}", agent.report()))
+        for api in _APIS:
+            lines = [request.raw.decode(errors="backslashreplace").splitlines()[0] for request in api.requests[-40:]]
+            report.sections.append(("last API requests", "\n".join(lines)))
+
+
+@pytest.fixture(scope="session")
+def workspace(tmp_path_factory: pytest.TempPathFactory) -> Path:
+    """A folder for the files of this run."""
+    return tmp_path_factory.mktemp("integration")
+
+
+@pytest.fixture(scope="session")
+def clock(workspace: Path) -> Iterator[Clock]:
+    """The clock of the module's caches."""
+    clock = Clock(workspace)
+    yield clock
+    clock.close()
+
+
+@pytest.fixture(scope="session")
+def module_file() -> Path:
+    """The module under test."""
+    if not MODULE.exists():
+        pytest.exit(f"no module at {MODULE}: build it, or name it in ZAN_MODULE", returncode=4)
+    return MODULE
+
+
+@pytest.fixture(scope="session")
+def _api() -> Iterator[Api]:
+    api = Api(fields=router())
+    api.up()
+    _APIS.append(api)
+    yield api
+    api.release()
+    api.down()
+
+
+@pytest.fixture
+def api(_api: Api, clock: Clock) -> Api:
+    """The API, up and serving the standard router; whatever the module had cached before has expired."""
+    _api.reset(router())
+    clock.advance(CACHE_LIFETIME)
+    return _api
+
+
+@pytest.fixture(scope="session")
+def _traps() -> TrapListener:
+    return TrapListener()
+
+
+@pytest.fixture
+def traps(_traps: TrapListener) -> TrapListener:
+    """The port that every agent sends its traps to, empty."""
+    _traps.clear()
+    return _traps
+
+
+@pytest.fixture
+def queue() -> Iterator[EventQueue]:
+    """The event queue, as far as it exists; removed before and after the test."""
+    queue = EventQueue()
+    queue.remove()
+    yield queue
+    queue.remove()
+
+
+@pytest.fixture(scope="session")
+def _shared(workspace: Path, module_file: Path, _traps: TrapListener) -> Iterator[Agent]:
+    agent = Agent(workspace / "shared", trap_port=_traps.port, module=module_file)
+    yield agent
+    if agent.alive:
+        status = agent.stop()
+        assert status == 0, agent.report()
+
+
+@pytest.fixture
+def agent(_shared: Agent, api: Api, clock: Clock) -> Iterator[Agent]:
+    """An agent that serves many tests. A test takes the failures that it makes from the log; none may be left over."""
+    if not _shared.alive:
+        clock.set(1000)
+        _shared.start()
+        clock.advance(CACHE_LIFETIME)
+    _shared.mark()
+    api.requests.clear()
+    _AGENTS.append(_shared)
+    yield _shared
+    _AGENTS.remove(_shared)
+    _shared.check_alive()
+    assert _shared.take(ERROR) == b"" and _shared.take(WARNING) == b"", "the module logged what no test expected"
+
+
+@pytest.fixture
+def make_agent(workspace: Path, tmp_path_factory: pytest.TempPathFactory, _traps: TrapListener, clock: Clock,
+               ) -> Iterator[Callable[..., Agent]]:
+    """Makes agents that are the test's own, not yet started. Those still running at its end must stop in good order."""
+    made: List[Agent] = []
+
+    def make(**options) -> Agent:
+        options.setdefault("trap_port", _traps.port)
+        agent = Agent(tmp_path_factory.mktemp("agent"), **options)
+        made.append(agent)
+        _AGENTS.append(agent)
+        return agent
+
+    yield make
+    for api in _APIS:
+        api.release()
+    statuses = [agent.stop() for agent in made if agent.alive]
+    for agent in made:
+        agent.client.close()
+        _AGENTS.remove(agent)
+    assert not any(statuses), "an agent did not stop in good order"

@@ -1,0 +1,267 @@
+"""A real snmpd with the module in it."""
+
+import os
+import shlex
+import signal
+import socket
+import subprocess
+import time
+from pathlib import Path
+from typing import Callable, Dict, List, Mapping, Optional, Sequence, Union
+
+from .clock import AlarmClock
+from .settings import ALARM_PERIOD, MODULE, deadline
+from .snmp import SYS_UPTIME, SnmpClient, SnmpTimeout
+
+SNMPD = os.environ.get("ZAN_AGENT") or "/usr/sbin/snmpd"
+
+ERROR, WARNING, INFO, DEBUG = 3, 4, 6, 7
+_PRIORITIES = (3, 4, 5, 6, 7)
+
+#: A module of Debian's agent that registers twice, whatever is loaded, and says so at priority 3.
+_NOISY_MODULES = "-ipAddressTable"
+
+V3_USER, V3_AUTH, V3_PRIV = "zanuser", "authentication", "encryption"
+
+
+class AgentDied(AssertionError):
+    """The agent is not running, and nobody stopped it."""
+
+
+class Agent:
+    """One agent, from its configuration to its end.
+
+    The log is split by priority into files, and each file holds exactly the bytes that were logged: no time stamps, and
+    texts without a line feed glued to what follows. log() gives all of it, take() what came since the last take().
+    """
+
+    def __init__(self, folder: Path, *, trap_port: Optional[int] = None, module: Union[Path, str, None] = MODULE,
+                 extra_configuration: str = "", environment: Optional[Mapping[str, str]] = None,
+                 wrapper: Optional[Sequence[str]] = None) -> None:
+        self.folder = folder
+        folder.mkdir(parents=True, exist_ok=True)
+        (folder / "persistent").mkdir(exist_ok=True)
+        self.port = _free_port()
+        self.trap_port = trap_port
+        self.module = module
+        self.extra_configuration = extra_configuration
+        self.alarm_clock = AlarmClock(folder)
+        self.environment: Dict[str, str] = dict(environment or {})
+        given = os.environ.get("ZAN_AGENT_WRAPPER", "")
+        self.wrapper: List[str] = list(wrapper) if wrapper is not None else shlex.split(given)
+        self.client = SnmpClient(self.port)
+        self.process: Optional[subprocess.Popen] = None
+        self._taken = {priority: 0 for priority in _PRIORITIES}
+
+    # --- configuration ----------------------------------------------------------------------------------------------
+
+    @property
+    def configuration_path(self) -> Path:
+        """The agent's only configuration file."""
+        return self.folder / "agent" / "snmpd.conf"
+
+    def write_configuration(self) -> None:
+        """Write the configuration from this object's fields; a running agent reads it at the next hup()."""
+        lines = [
+            f"agentaddress udp:127.0.0.1:{self.port}",
+            "rocommunity public 127.0.0.1",
+            "rwcommunity private 127.0.0.1",
+            f"createUser {V3_USER} SHA {V3_AUTH} AES {V3_PRIV}",
+            f"rouser {V3_USER} priv",
+        ]
+        if self.trap_port is not None:
+            lines.append(f"trap2sink 127.0.0.1:{self.trap_port} public")
+        if self.extra_configuration:
+            lines.append(self.extra_configuration)
+        if self.module is not None:
+            lines.append(f"dlmod zansnmpext {self.module}")
+        self.configuration_path.parent.mkdir(exist_ok=True)
+        self.configuration_path.write_text("\n".join(lines) + "\n", encoding="ascii")
+
+    def command(self) -> List[str]:
+        """The command line."""
+        logs = [part for priority in _PRIORITIES
+                for part in ("-LF", f"{priority}-{priority}", str(self._log_path(priority)))]
+        return [*self.wrapper, SNMPD, "-f", "-r", "-A", "-C", "-c", str(self.configuration_path),
+                "-I", _NOISY_MODULES, *logs]
+
+    # --- life -------------------------------------------------------------------------------------------------------
+
+    def start(self, wait: bool = True) -> "Agent":
+        """Start the agent; unless told otherwise, return when it answers."""
+        self.write_configuration()
+        for priority in _PRIORITIES:
+            self._log_path(priority).unlink(missing_ok=True)
+            self._taken[priority] = 0
+        preload = os.environ.get("ZAN_AGENT_PRELOAD", "").split()
+        environment = {
+            **os.environ,
+            "MIBS": "",
+            "SNMP_PERSISTENT_DIR": str(self.folder / "persistent"),
+            "SNMPCONFPATH": str(self.configuration_path.parent),
+            "ZAN_MONOTONIC_OFFSET": str(self.alarm_clock.path),
+            "LD_PRELOAD": ":".join([*preload, str(AlarmClock.library(self.folder.parent))]),
+            **dict(pair.split("=", 1) for pair in shlex.split(os.environ.get("ZAN_AGENT_ENV", ""))),
+            **self.environment,
+        }
+        with open(self.folder / "output", "ab") as output:
+            self.process = subprocess.Popen(self.command(), env=environment, stdin=subprocess.DEVNULL, stdout=output,
+                                            stderr=output, cwd=self.folder)
+        if wait:
+            self.wait_ready()
+        return self
+
+    def wait_ready(self, timeout: float = 30) -> None:
+        """Return when the agent answers."""
+        end = time.monotonic() + deadline(timeout)
+        while True:
+            request = self.client.send_get(SYS_UPTIME)
+            try:
+                self.client.receive(request, timeout=0.02)
+                return
+            except SnmpTimeout:
+                self.check_alive()
+                if time.monotonic() > end:
+                    raise
+
+    @property
+    def alive(self) -> bool:
+        """Whether the process runs."""
+        return self.process is not None and self.process.poll() is None
+
+    def check_alive(self) -> None:
+        """AgentDied unless the process runs."""
+        if not self.alive:
+            raise AgentDied(f"the agent ended with {self.process.returncode if self.process else None}\n"
+                            + self.report())
+
+    @property
+    def pid(self) -> int:
+        """The process id."""
+        return self.process.pid
+
+    def synchronise(self) -> None:
+        """Return when the agent has done all that it had been given to do, an alarm run included."""
+        # Alarms run after the packets of the same turn of the agent's loop, hence the second question.
+        for _ in range(2):
+            self.client.get(SYS_UPTIME)
+
+    def hup(self) -> None:
+        """Make the agent read its configuration again, and return when it has. The blank line that the agent writes
+        into each log when it opens it again is taken away.
+        """
+        restarts = self._restarts()
+        before = {priority: self._log_size(priority) for priority in _PRIORITIES}
+        self.process.send_signal(signal.SIGHUP)
+        self.wait_for(lambda: self._restarts() > restarts, "the agent to read its configuration again")
+        self.synchronise()
+        for priority, size in before.items():
+            if self._taken[priority] == size:
+                assert self._read(priority, size)[:1] == b"\n"
+                self._taken[priority] = size + 1
+
+    def stop(self, timeout: float = 20) -> int:
+        """SIGTERM, and the exit status; a running agent that ignores it is killed and the test fails."""
+        if self.process is None:
+            return 0
+        if self.alive:
+            self.process.terminate()
+        return self.wait_end(timeout)
+
+    def wait_end(self, timeout: float = 20) -> int:
+        """Wait for the end of the process; its exit status."""
+        try:
+            return self.process.wait(deadline(timeout))
+        except subprocess.TimeoutExpired as error:
+            self.kill()
+            raise AssertionError("the agent did not stop\n" + self.report()) from error
+
+    def kill(self) -> None:
+        """End the process the hard way, if it still runs."""
+        if self.process is not None and self.alive:
+            self.process.kill()
+            self.process.wait()
+
+    def wait_for(self, condition: Callable[[], bool], what: str, timeout: float = 20) -> None:
+        """Poll until the condition holds; fails when the agent ends or the time is over."""
+        end = time.monotonic() + deadline(timeout)
+        while not condition():
+            self.check_alive()
+            if time.monotonic() > end:
+                raise AssertionError(f"waited in vain for {what}\n" + self.report())
+            time.sleep(0.002)
+
+    # --- the alarm --------------------------------------------------------------------------------------------------
+
+    def fire_alarm(self, times: int = 1) -> None:
+        """Let the alarm fire so many times, and return when it has."""
+        for _ in range(times):
+            self.alarm_clock.advance(ALARM_PERIOD)
+            self.synchronise()
+
+    # --- the log ----------------------------------------------------------------------------------------------------
+
+    def log(self, priority: int) -> bytes:
+        """All that was logged at a priority since the start."""
+        return self._read(priority, 0)[1:]  # the agent begins a log that it appends to with a line feed
+
+    def take(self, priority: int) -> bytes:
+        """What was logged at a priority since the last take(), mark() or the start."""
+        taken = self._read(priority, max(1, self._taken[priority]))
+        self._taken[priority] = max(1, self._taken[priority]) + len(taken)
+        return taken
+
+    def mark(self) -> None:
+        """Let take() forget everything so far."""
+        for priority in _PRIORITIES:
+            self.take(priority)
+
+    def _log_path(self, priority: int) -> Path:
+        return self.folder / f"log{priority}"
+
+    def _log_size(self, priority: int) -> int:
+        path = self._log_path(priority)
+        return path.stat().st_size if path.exists() else 0
+
+    def _read(self, priority: int, start: int) -> bytes:
+        path = self._log_path(priority)
+        if not path.exists():
+            return b""
+        with open(path, "rb") as file:
+            file.seek(start)
+            return file.read()
+
+    def _restarts(self) -> int:
+        return self._read(INFO, 0).count(b" restarted\n")
+
+    # --- resources --------------------------------------------------------------------------------------------------
+
+    def rss(self) -> int:
+        """Resident memory in bytes, without the pages of mapped files."""
+        with open(f"/proc/{self.pid}/status", encoding="ascii") as file:
+            fields = dict(line.split(":", 1) for line in file)
+        return int(fields["RssAnon"].split()[0]) * 1024
+
+    def descriptors(self) -> List[str]:
+        """What the open descriptors point to."""
+        folder = f"/proc/{self.pid}/fd"
+        return sorted(os.readlink(f"{folder}/{name}") for name in os.listdir(folder))
+
+    # --- for the reader of a failure --------------------------------------------------------------------------------
+
+    def report(self) -> str:
+        """Configuration, command and the ends of all outputs."""
+        parts = ["command: " + shlex.join(self.command()),
+                 f"status: {self.process.poll() if self.process else 'not started'}"]
+        files = [self.configuration_path, self.folder / "output", *map(self._log_path, _PRIORITIES)]
+        for path in files:
+            if path.exists():
+                text = path.read_bytes()[-4000:].decode(errors="backslashreplace")
+                parts.append(f"--- {path.name}\n{text}")
+        return "\n".join(parts)
+
+
+def _free_port() -> int:
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]

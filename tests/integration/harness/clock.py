@@ -1,0 +1,79 @@
+"""The two clocks of the agent, in the test's hand.
+
+The cache lives on the library's get_uptime(), which is /proc/uptime: Clock puts a plain file over it. The alarm lives on
+CLOCK_MONOTONIC: AlarmClock moves it forward inside the agent through a preloaded library that adds an offset.
+"""
+
+import os
+import struct
+import subprocess
+from pathlib import Path
+from typing import Optional
+
+from .settings import ALARM_PERIOD
+
+_WIDTH = 40  # characters of the uptime file, so that every rewrite has the same length
+
+
+class Clock:
+    """A file over /proc/uptime. One per mount namespace; it is never moved back by advance()."""
+
+    def __init__(self, folder: Path, start: float = 1000.0) -> None:
+        self._path = folder / "uptime"
+        self._hundredths = 0
+        self._path.write_bytes(b"")
+        self._file = os.open(self._path, os.O_WRONLY)
+        self.set(start)
+        subprocess.run(["mount", "--bind", str(self._path), "/proc/uptime"], check=True)
+
+    @property
+    def now(self) -> float:
+        """The uptime in seconds."""
+        return self._hundredths / 100
+
+    def set(self, seconds: float) -> None:
+        """Set the uptime, which may be moved back: an agent started after that has just been booted."""
+        self._hundredths = round(seconds * 100)
+        text = f"{self._hundredths // 100}.{self._hundredths % 100:02d} 0.00".ljust(_WIDTH - 1) + "\n"
+        os.pwrite(self._file, text.encode(), 0)  # one write into the same file: no reader sees half of it
+
+    def advance(self, seconds: float) -> None:
+        """Let so much uptime pass, exact to the hundredth."""
+        self.set((self._hundredths + round(seconds * 100)) / 100)
+
+    def close(self) -> None:
+        """Give /proc/uptime back."""
+        subprocess.run(["umount", "/proc/uptime"], check=False)
+        os.close(self._file)
+
+
+class AlarmClock:
+    """The offset, in nanoseconds, that the preloaded library adds to an agent's CLOCK_MONOTONIC."""
+
+    _library: Optional[Path] = None
+
+    def __init__(self, folder: Path) -> None:
+        self.path = folder / "monotonic-offset"
+        self.path.write_bytes(struct.pack("=q", 0))
+        self._offset = 0
+
+    @classmethod
+    def library(cls, folder: Path) -> Path:
+        """The library to preload, compiled once per run unless one is given for the agent's architecture."""
+        if cls._library is None:
+            given = os.environ.get("ZAN_CLOCK_SHIM")
+            if given:
+                cls._library = Path(given)
+            else:
+                built = folder / "clockshim.so"
+                source = Path(__file__).with_name("clockshim.c")
+                subprocess.run(["cc", "-O1", "-Wall", "-Wextra", "-Werror", "-shared", "-fPIC", "-o", str(built),
+                                str(source), "-ldl"], check=True)
+                cls._library = built
+        return cls._library
+
+    def advance(self, seconds: float = ALARM_PERIOD) -> None:
+        """Move the agent's monotonic clock on; the agent notices when it next wakes up."""
+        self._offset += round(seconds * 1_000_000_000)
+        with open(self.path, "r+b", buffering=0) as file:
+            file.write(struct.pack("=q", self._offset))

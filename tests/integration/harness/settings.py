@@ -1,0 +1,30 @@
+"""What the tests are run against, from the environment that tests/integration/run describes."""
+
+import os
+from pathlib import Path
+
+SOURCE_ROOT = Path(__file__).resolve().parents[3]
+
+#: The module under test; the agent's loader wants an absolute path.
+MODULE = Path(os.environ.get("ZAN_MODULE") or SOURCE_ROOT / "build" / "zansnmpext.so").resolve()
+
+#: Seventh arc of every OID and key of the event queue.
+ENTERPRISE_NUMBER = int(os.environ.get("ZAN_ENTERPRISE_NUMBER") or 32473)
+
+MODULE_ROOT = (1, 3, 6, 1, 4, 1, ENTERPRISE_NUMBER, 14, 1)
+OBJECTS = MODULE_ROOT + (1,)
+NOTIFICATIONS = MODULE_ROOT + (2,)
+
+#: Factor on every deadline: emulated and checked agents are slower, none of the deadlines is a measurement.
+TIME_SCALE = float(os.environ.get("ZAN_TIME_SCALE") or 1)
+
+SOCKET_PATH = "/var/run/api/http.sock"
+
+#: Lifetime of the module's caches and period of its alarm, in seconds.
+CACHE_LIFETIME = 5
+ALARM_PERIOD = 5
+
+
+def deadline(seconds: float) -> float:
+    """A time limit that an ordinary agent never gets near, stretched for slow ones."""
+    return seconds * TIME_SCALE
