@@ -1,0 +1,35 @@
+# Warnings for the project's own code.
+add_library(zan_warnings INTERFACE)
+add_library(zan::warnings ALIAS zan_warnings)
+target_compile_options(zan_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+
+# Sanitizers reach every translation unit and every link.
+add_library(zan_sanitizers INTERFACE)
+add_library(zan::sanitizers ALIAS zan_sanitizers)
+foreach(sanitizer IN LISTS ZAN_SANITIZE)
+  target_compile_options(zan_sanitizers INTERFACE -fsanitize=${sanitizer} -fno-omit-frame-pointer)
+  target_link_options(zan_sanitizers INTERFACE -fsanitize=${sanitizer})
+endforeach()
+if("undefined" IN_LIST ZAN_SANITIZE)
+  target_compile_options(zan_sanitizers INTERFACE -fno-sanitize-recover=undefined)
+endif()
+
+# The module runs as root on a router, parsing what another process sends.
+add_library(zan_hardening INTERFACE)
+add_library(zan::hardening ALIAS zan_hardening)
+target_compile_options(zan_hardening INTERFACE -fstack-protector-strong)
+target_link_options(zan_hardening INTERFACE LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack)
+if(NOT ZAN_SANITIZE)
+  # Fortified functions hide from the sanitizers what they look for.
+  target_compile_options(zan_hardening INTERFACE
+    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE>
+    $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+endif()
+include(CheckCXXCompilerFlag)
+foreach(flag IN ITEMS -fstack-clash-protection -fcf-protection)
+  string(MAKE_C_IDENTIFIER "ZAN_HAS${flag}" has_flag)
+  check_cxx_compiler_flag(${flag} ${has_flag})
+  if(${has_flag})
+    target_compile_options(zan_hardening INTERFACE ${flag})
+  endif()
+endforeach()

@@ -1,0 +1,5 @@
+#pragma once
+
+#include "zantable.h"
+
+ZAN_DECLARE_TABLE(zanGreTunnelsTable)

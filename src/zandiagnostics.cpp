@@ -1,0 +1,65 @@
+#include "zangetter.h"
+#include "zanproviders.h"
+#include "zanservices.h"
+
+namespace zansnmp {
+
+namespace {
+
+std::string serviceStatus(const char* service)
+{
+    return textMember(servicesData, {"stats_service", service, "status"});
+}
+
+} // namespace
+
+std::string zanDiagnosticsServiceDDNS()
+{
+    return serviceStatus("ddns");
+}
+
+std::string zanDiagnosticsServiceSNTP()
+{
+    return serviceStatus("sntp");
+}
+
+std::string zanDiagnosticsServiceKeepAlive()
+{
+    return serviceStatus("keepAlive");
+}
+
+std::string zanDiagnosticsServiceDialOnDemand()
+{
+    return serviceStatus("dialOnDemand");
+}
+
+std::string zanDiagnosticsServiceSMTP()
+{
+    return serviceStatus("smtp");
+}
+
+std::string zanDiagnosticsServiceSMS()
+{
+    return serviceStatus("sms");
+}
+
+std::string zanDiagnosticsSNMP()
+{
+    return "SNMP service is running"; // or nobody would answer
+}
+
+std::string zanDiagnosticsRemoteSyslog()
+{
+    return provideText(servicesData, [](const Json::Value& result) {
+        const Json::Value& destinations = result["syslog_remote"];
+        for (Json::ArrayIndex i = 0; i < destinations.size(); ++i) {
+            const std::string level = destinations[i]["severityLevel"].asString();
+            if (!level.empty() && level != "NONE") {
+                return "Remote Syslog is enabled";
+            }
+        }
+        return "Remote Syslog is disabled";
+    });
+}
+
+} // namespace zansnmp

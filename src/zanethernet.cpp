@@ -1,0 +1,58 @@
+#include "zangetter.h"
+#include "zanjsondb.h"
+#include "zanproviders.h"
+
+namespace zansnmp {
+
+namespace {
+
+bool ethernetData(Json::Value& out)
+{
+    static ZanCachedData query(apiUrl("/api?fields=system,stats/eth,dhcp,dns"), cacheLifetime);
+    return query.get(out);
+}
+
+} // namespace
+
+std::string zanEthernetInterfaceMAC()
+{
+    return textMember(ethernetData, {"system", "macAddress"});
+}
+
+std::string zanEthernetInterfaceIP()
+{
+    return textMember(ethernetData, {"stats_eth", "ip"});
+}
+
+std::string zanEthernetInterfaceMask()
+{
+    return textMember(ethernetData, {"stats_eth", "mask"});
+}
+
+std::string zanEthernetInterfaceGateway()
+{
+    return provideText(ethernetData, [](const Json::Value& result) {
+        std::string gateway = memberAt(result, {"stats_eth", "gateway"}).asString();
+        if (gateway.empty()) {
+            gateway = memberAt(result, {"dhcp", "defaultGateway"}).asString();
+        }
+        return gateway;
+    });
+}
+
+std::string zanEthernetInterfaceDNS()
+{
+    return provideText(ethernetData, [](const Json::Value& result) {
+        const Json::Value& dns = result["dns"];
+        if (dns["enabled"].asBool()) {
+            // The router forwards: its own address is the server that the LAN sees.
+            return memberAt(result, {"dhcp", "defaultGateway"}).asString();
+        }
+        const std::string primary = dns["primary"].asString();
+        const std::string secondary = dns["secondary"].asString();
+        const bool both = !primary.empty() && !secondary.empty();
+        return primary + (both ? ", " : "") + secondary;
+    });
+}
+
+} // namespace zansnmp

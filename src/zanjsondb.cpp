@@ -1,0 +1,160 @@
+#include "zanjsondb.h"
+
+#include <net-snmp/net-snmp-config.h>
+
+#include <net-snmp/library/snmp_logging.h>
+#include <net-snmp/library/system.h>
+
+#include <curl/curl.h>
+#include <json/json_features.h>
+#include <json/reader.h>
+
+#include <memory>
+#include <new>
+#include <optional>
+#include <utility>
+
+namespace zansnmp {
+
+namespace {
+
+struct CurlCleanup {
+    void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
+};
+using CurlHandle = std::unique_ptr<CURL, CurlCleanup>;
+
+/// `code` of an answer that holds what was asked for; the HTTP status does not count.
+constexpr Json::UInt codeOk = 200;
+
+/// The clock of the caches: whole seconds of uptime. The library counts hundredths.
+std::uint32_t uptimeSeconds()
+{
+    return static_cast<std::uint32_t>(get_uptime() / 100);
+}
+
+template <class Value>
+bool setOption(CURL* handle, CURLoption option, const char* name, Value value)
+{
+    if (curl_easy_setopt(handle, option, value) == CURLE_OK) {
+        return true;
+    }
+    snmp_log(LOG_ERR, " curl_easy_setopt(%s) failed", name);
+    return false;
+}
+
+/// A plain GET with the library's defaults: no time-out is set on purpose.
+bool setOptions(CURL* handle, const std::string& url, std::string& body)
+{
+    return setOption(handle, CURLOPT_UNIX_SOCKET_PATH, "CURLOPT_UNIX_SOCKET_PATH", apiSocket) &&
+           setOption(handle, CURLOPT_URL, "CURLOPT_URL", url.c_str()) &&
+           setOption(handle, CURLOPT_HEADER, "CURLOPT_HEADER", 0L) &&
+           setOption(handle, CURLOPT_FOLLOWLOCATION, "CURLOPT_FOLLOWLOCATION", 0L) &&
+           setOption(handle, CURLOPT_WRITEFUNCTION, "CURLOPT_WRITEFUNCTION", &appendResponse) &&
+           setOption(handle, CURLOPT_WRITEDATA, "CURLOPT_WRITEDATA", static_cast<void*>(&body)) &&
+           setOption(handle, CURLOPT_SSL_VERIFYPEER, "CURLOPT_SSL_VERIFYPEER", 0L) &&
+           setOption(handle, CURLOPT_SSL_VERIFYHOST, "CURLOPT_SSL_VERIFYHOST", 0L);
+}
+
+// Json::Reader is deprecated in favour of CharReader, whose strict mode refuses other texts than the
+// Reader's. What a manager sees of a malformed answer hangs on the Reader's own idea of strictness.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+using StrictReader = Json::Reader;
+
+StrictReader makeReader()
+{
+    return StrictReader(Json::Features::strictMode());
+}
+
+bool parse(StrictReader& reader, const std::string& body, Json::Value& root)
+{
+    return reader.parse(body.data(), body.data() + body.size(), root, true);
+}
+#pragma GCC diagnostic pop
+
+/// Makes the request and opens the envelope.
+/// @return the answer's `result`; nothing after a failure, which is then in the log
+std::optional<Json::Value> request(const std::string& url)
+{
+    std::string body;
+    const CurlHandle handle(curl_easy_init());
+    snmp_log(LOG_DEBUG, "zanjsondb:  executing [%s] request", url.c_str());
+    if (!handle) {
+        snmp_log(LOG_ERR, "failed to create curl instance");
+        return std::nullopt;
+    }
+    StrictReader reader = makeReader();
+    if (!setOptions(handle.get(), url, body)) {
+        return std::nullopt;
+    }
+    if (curl_easy_perform(handle.get()) != CURLE_OK) {
+        snmp_log(LOG_ERR, " curl_easy_perform failed");
+        return std::nullopt;
+    }
+    Json::Value root;
+    if (!parse(reader, body, root)) {
+        snmp_log(LOG_ERR, " failed to parse json response");
+        return std::nullopt;
+    }
+    if (!root.isMember("code") || !root.isMember("result")) {
+        snmp_log(LOG_ERR, " wrong format of json response");
+        return std::nullopt;
+    }
+    if (root["code"].asUInt() != codeOk) {
+        snmp_log(LOG_ERR, " bad json response code");
+        return std::nullopt;
+    }
+    return std::move(root["result"]);
+}
+
+} // namespace
+
+std::string apiUrl(const char* pathAndQuery)
+{
+    // The host only fills the Host header: the connection goes through the socket.
+    return std::string("http://localhost") + pathAndQuery;
+}
+
+std::size_t appendResponse(const char* data, std::size_t size, std::size_t count, void* buffer)
+{
+    if (buffer == nullptr) {
+        return 0;
+    }
+    try {
+        static_cast<std::string*>(buffer)->append(data, size * count);
+    } catch (const std::bad_alloc&) {
+        return 0; // the transfer fails as any other, instead of an exception unwinding libcurl's frames
+    }
+    return size * count;
+}
+
+ZanCachedData::ZanCachedData(std::string requestUrl, std::uint32_t lifetimeSeconds)
+    : url(std::move(requestUrl)), lifetime(lifetimeSeconds)
+{}
+
+bool ZanCachedData::get(Json::Value& out)
+{
+    const std::uint32_t now = uptimeSeconds();
+    if (isFresh(now)) {
+        out = cache;
+        return true;
+    }
+    std::optional<Json::Value> result = request(url);
+    if (!result) {
+        lastUpdate = 0;
+        out = cache;
+        return false;
+    }
+    out = *result;
+    lastUpdate = now;
+    cache = std::move(*result);
+    ++fetches;
+    return true;
+}
+
+bool ZanCachedData::isCached() const
+{
+    return isFresh(uptimeSeconds());
+}
+
+} // namespace zansnmp

@@ -1,0 +1,121 @@
+#include "zangetter.h"
+#include "zanjsondb.h"
+#include "zanproviders.h"
+
+namespace zansnmp {
+
+namespace {
+
+bool remoteAccessData(Json::Value& out)
+{
+    static ZanCachedData query(apiUrl("/api?fields=remoteAccess"), cacheLifetime);
+    return query.get(out);
+}
+
+/// The flag `name` of a protocol or a defence.
+std::string accessFlag(const char* section, const char* name)
+{
+    return flagMember(remoteAccessData, {"remoteAccess", section, name});
+}
+
+} // namespace
+
+std::string zanRemoteAccessIpDefenseEnabled()
+{
+    return provideText(remoteAccessData, [](const Json::Value& result) {
+        const Json::Value& access = result["remoteAccess"];
+        const Json::Value& dosAttack = access["dosAttackPrevention"];
+        const Json::Value& pingLimit = access["pingLimit"];
+        const Json::Value& bruteForce = access["bruteForcePrevention"];
+        // Lazily: behind the first defence that is on, no flag is read, however malformed.
+        return flagText(dosAttack["enabled"].asBool() || pingLimit["enabled"].asBool() ||
+                        bruteForce["enabled"].asBool());
+    });
+}
+
+std::string zanRemoteAccessDoSPreventEnabled()
+{
+    return accessFlag("dosAttackPrevention", "enabled");
+}
+
+std::string zanRemoteAccessPingLimitEnabled()
+{
+    return accessFlag("pingLimit", "enabled");
+}
+
+std::string zanRemoteAccessBruteForcePrevEnabled()
+{
+    return accessFlag("bruteForcePrevention", "enabled");
+}
+
+std::string zanRemoteAccessSSHEnabled()
+{
+    return accessFlag("ssh", "enabled");
+}
+
+std::string zanRemoteAccessSSHWan()
+{
+    return accessFlag("ssh", "wan");
+}
+
+std::string zanRemoteAccessSSHLan()
+{
+    return accessFlag("ssh", "lan");
+}
+
+std::string zanRemoteAccessIcmpEnabled()
+{
+    return accessFlag("icmp", "enabled");
+}
+
+std::string zanRemoteAccessIcmpWan()
+{
+    return accessFlag("icmp", "respondToWan"); // the API names the sides of ICMP otherwise
+}
+
+std::string zanRemoteAccessIcmpLan()
+{
+    return accessFlag("icmp", "respondToLan");
+}
+
+std::string zanRemoteAccessHTTPEnabled()
+{
+    return accessFlag("http", "enabled");
+}
+
+std::string zanRemoteAccessHTTPWan()
+{
+    return accessFlag("http", "wan");
+}
+
+std::string zanRemoteAccessHTTPLan()
+{
+    return accessFlag("http", "lan");
+}
+
+std::string zanRemoteAccessHTTPtoHTTPs()
+{
+    return accessFlag("http", "redirectToHttps");
+}
+
+std::string zanRemoteAccessHTTPsEnabled()
+{
+    return accessFlag("https", "enabled");
+}
+
+std::string zanRemoteAccessHTTPsWan()
+{
+    return accessFlag("https", "wan");
+}
+
+std::string zanRemoteAccessHTTPsLan()
+{
+    return accessFlag("https", "lan");
+}
+
+std::uint32_t zanRemoteAccessHTTPSessionTimeout()
+{
+    return unsignedMember(remoteAccessData, {"remoteAccess", "timeoutSeconds"});
+}
+
+} // namespace zansnmp

@@ -1,0 +1,79 @@
+#include "zangetter.h"
+#include "zanjsondb.h"
+#include "zanproviders.h"
+
+#include <cmath>
+#include <limits>
+
+namespace zansnmp {
+
+namespace {
+
+bool systemData(Json::Value& out)
+{
+    static ZanCachedData query(apiUrl("/api?fields=system"), cacheLifetime);
+    return query.get(out);
+}
+
+/// The conversion to an integer that saturates, as the router's processor has it: elsewhere a float beyond
+/// the integer's range is undefined.
+std::int32_t saturated(float value)
+{
+    constexpr float limit = 2147483648.0F; // 2^31: the first float beyond the range
+    if (std::isnan(value)) {
+        return 0;
+    }
+    if (value >= limit) {
+        return std::numeric_limits<std::int32_t>::max();
+    }
+    if (value < -limit) {
+        return std::numeric_limits<std::int32_t>::min();
+    }
+    return static_cast<std::int32_t>(value);
+}
+
+/// Hundredths of a second from a decimal text of seconds, in single precision throughout: coarse on purpose
+/// for uptimes above 2^24 hundredths.
+/// @throws std::invalid_argument, std::out_of_range  with the text "stof"
+std::int32_t uptimeTicks(const std::string& seconds)
+{
+    // Stored, so that a processor that computes in wider registers rounds to single precision too.
+    const volatile float ticks = std::stof(seconds) * 100.0F;
+    return saturated(ticks);
+}
+
+} // namespace
+
+std::string zanRemoteManagementEnabled()
+{
+    return flagMember(
+        [](Json::Value& out) {
+            static ZanCachedData query(apiUrl("/api/remoteManagement/enabled"), cacheLifetime);
+            return query.get(out);
+        },
+        {}); // the result itself is the flag
+}
+
+std::string zanRouterModelId()
+{
+    return textMember(systemData, {"system", "productId"});
+}
+
+std::string zanRouterSerialNumber()
+{
+    return textMember(systemData, {"system", "deviceId"});
+}
+
+std::string zanRouterFirmware()
+{
+    return textMember(systemData, {"system", "firmware"});
+}
+
+std::int32_t zanRouterUptime()
+{
+    return provide<std::int32_t>(systemData, 0, [](const Json::Value& result) {
+        return uptimeTicks(memberAt(result, {"system", "uptime"}).asString());
+    });
+}
+
+} // namespace zansnmp

@@ -1,0 +1,93 @@
+#include "zangetter.h"
+#include "zanjsondb.h"
+#include "zanproviders.h"
+
+namespace zansnmp {
+
+namespace {
+
+bool wifiData(Json::Value& out)
+{
+    static ZanCachedData query(apiUrl("/api?fields=system,stats/wlan,wifi"), cacheLifetime);
+    return query.get(out);
+}
+
+bool accessPointEnabled(const Json::Value& result)
+{
+    return memberAt(result, {"wifi", "ap", "enabled"}).asBool();
+}
+
+bool clientEnabled(const Json::Value& result)
+{
+    return memberAt(result, {"wifi", "client", "enabled"}).asBool();
+}
+
+bool clientConnected(const Json::Value& result)
+{
+    return clientEnabled(result) && memberAt(result, {"stats_wlan", "status"}).asString() == "Connected";
+}
+
+/// The text at `path` while the interface is in the role that `inRole` asks for; else "Unknown".
+std::string textInRole(bool (*inRole)(const Json::Value&), Path path)
+{
+    return provideText(wifiData, [=](const Json::Value& result) -> std::string {
+        return inRole(result) ? memberAt(result, path).asString() : unknown;
+    });
+}
+
+} // namespace
+
+std::string zanWiFiInterfaceEnabled()
+{
+    return provideText(wifiData, [](const Json::Value& result) {
+        return flagText(accessPointEnabled(result) || clientEnabled(result));
+    });
+}
+
+std::string zanWiFiInterfaceMode()
+{
+    return provideText(wifiData, [](const Json::Value& result) {
+        if (accessPointEnabled(result)) {
+            return "Access Point";
+        }
+        return clientEnabled(result) ? "WAN" : "None";
+    });
+}
+
+std::string zanWiFiInterfaceMAC()
+{
+    return textMember(wifiData, {"system", "macWifi"});
+}
+
+std::string zanWiFiInterfaceSSID()
+{
+    return provideText(wifiData, [](const Json::Value& result) -> std::string {
+        if (accessPointEnabled(result)) {
+            return memberAt(result, {"wifi", "ap", "ssid"}).asString();
+        }
+        return clientConnected(result) ? memberAt(result, {"stats_wlan", "link", "SSID"}).asString()
+                                       : unknown;
+    });
+}
+
+std::string zanWiFiInterfaceConnectionStatus()
+{
+    return textInRole(clientEnabled, {"stats_wlan", "status"});
+}
+
+std::string zanWiFiInterfaceIP()
+{
+    return textInRole(clientConnected, {"stats_wlan", "ip"});
+}
+
+std::string zanWiFiInterfaceSignal()
+{
+    return textInRole(clientConnected, {"stats_wlan", "link", "signal"});
+}
+
+std::string zanWiFiInterfaceSecurity()
+{
+    return textInRole(accessPointEnabled, {"wifi", "ap", "security", "mode"});
+}
+
+} // namespace zansnmp
