@@ -1,4 +1,4 @@
-"""Fixtures: one fake API, one clock and one trap port per run; an agent shared by all tests that need none of their own."""
+"""Fixtures: one fake API, one clock and one trap port per run, and an agent shared by most tests."""
 
 import os
 from pathlib import Path
@@ -15,7 +15,7 @@ _APIS: List[Api] = []
 
 def pytest_configure() -> None:
     if not os.environ.get("ZAN_PRIVATE_NAMESPACES"):
-        pytest.exit("these tests want namespaces of their own: start them with tests/integration/run", returncode=4)
+        pytest.exit("these tests want namespaces of their own: start them with tests/integration/run", 4)
 
 
 @pytest.hookimpl(hookwrapper=True)
@@ -25,8 +25,7 @@ def pytest_runtest_makereport(item, call):
         for agent in _AGENTS:
             report.sections.append((f"agent in {agent.folder}", agent.report()))
         for api in _APIS:
-            lines = [request.raw.decode(errors="backslashreplace").splitlines()[0] for request in api.requests[-40:]]
-            report.sections.append(("last API requests", "\n".join(lines)))
+            report.sections.append(("last API requests", "\n".join(api.targets()[-40:])))
 
 
 @pytest.fixture(scope="session")
@@ -101,7 +100,7 @@ def _shared(workspace: Path, module_file: Path, _traps: TrapListener) -> Iterato
 
 @pytest.fixture
 def agent(_shared: Agent, api: Api, clock: Clock) -> Iterator[Agent]:
-    """An agent that serves many tests. A test takes the failures that it makes from the log; none may be left over."""
+    """An agent that serves many tests. A test takes from the log what it makes fail; nothing may be left."""
     if not _shared.alive:
         clock.set(1000)
         _shared.start()
@@ -112,13 +111,13 @@ def agent(_shared: Agent, api: Api, clock: Clock) -> Iterator[Agent]:
     yield _shared
     _AGENTS.remove(_shared)
     _shared.check_alive()
-    assert _shared.take(ERROR) == b"" and _shared.take(WARNING) == b"", "the module logged what no test expected"
+    assert (_shared.take(ERROR), _shared.take(WARNING)) == (b"", b""), "logged without being expected"
 
 
 @pytest.fixture
 def make_agent(workspace: Path, tmp_path_factory: pytest.TempPathFactory, _traps: TrapListener, clock: Clock,
                ) -> Iterator[Callable[..., Agent]]:
-    """Makes agents that are the test's own, not yet started. Those still running at its end must stop in good order."""
+    """Makes agents of the test's own, not yet started. Those that run at its end must stop in good order."""
     made: List[Agent] = []
 
     def make(**options) -> Agent:

@@ -1,19 +1,19 @@
-"""The parts that the integration tests are made of: the fake API, the clocks, the agent, the manager's side."""
+"""What the integration tests are made of: the fake API, the clocks, the agent, the manager's side."""
 
 from . import api as faults
-from .agent import DEBUG, ERROR, INFO, V3_AUTH, V3_PRIV, V3_USER, WARNING, Agent, AgentDied
+from .agent import DEBUG, ERROR, EVERYTHING, INFO, V3_AUTH, V3_PRIV, V3_USER, WARNING, Agent, AgentDied
 from .api import Api, Fault, Request, envelope, http_answer
 from .clock import AlarmClock, Clock
 from .events import EventQueue, QueueState, kernel_limit
-from .settings import (ALARM_PERIOD, CACHE_LIFETIME, ENTERPRISE_NUMBER, MODULE, MODULE_ROOT, NOTIFICATIONS, OBJECTS,
-                       SOCKET_PATH, SOURCE_ROOT, TIME_SCALE, deadline)
+from .settings import (ALARM_PERIOD, CACHE_LIFETIME, ENTERPRISE_NUMBER, MODULE, MODULE_ROOT, NOTIFICATIONS,
+                       OBJECTS, SOCKET_PATH, SOURCE_ROOT, TIME_SCALE, deadline)
 from .snmp import SnmpClient, SnmpError, SnmpTimeout, VarBind
 from .traps import Trap, TrapListener
 
 __all__ = [
-    "ALARM_PERIOD", "Agent", "AgentDied", "AlarmClock", "Api", "CACHE_LIFETIME", "Clock", "DEBUG", "ENTERPRISE_NUMBER",
-    "ERROR", "EventQueue", "Fault", "INFO", "MODULE", "MODULE_ROOT", "NOTIFICATIONS", "OBJECTS", "QueueState", "Request",
-    "SOCKET_PATH", "SOURCE_ROOT", "SnmpClient", "SnmpError", "SnmpTimeout", "TIME_SCALE", "Trap", "TrapListener",
-    "V3_AUTH", "V3_PRIV", "V3_USER", "VarBind", "WARNING", "deadline", "envelope", "faults", "http_answer",
-    "kernel_limit",
+    "ALARM_PERIOD", "Agent", "AgentDied", "AlarmClock", "Api", "CACHE_LIFETIME", "Clock", "DEBUG",
+    "ENTERPRISE_NUMBER", "ERROR", "EVERYTHING", "EventQueue", "Fault", "INFO", "MODULE", "MODULE_ROOT", "NOTIFICATIONS",
+    "OBJECTS", "QueueState", "Request", "SOCKET_PATH", "SOURCE_ROOT", "SnmpClient", "SnmpError",
+    "SnmpTimeout", "TIME_SCALE", "Trap", "TrapListener", "V3_AUTH", "V3_PRIV", "V3_USER", "VarBind",
+    "WARNING", "deadline", "envelope", "faults", "http_answer", "kernel_limit",
 ]

@@ -16,7 +16,11 @@ from .snmp import SYS_UPTIME, SnmpClient, SnmpTimeout
 SNMPD = os.environ.get("ZAN_AGENT") or "/usr/sbin/snmpd"
 
 ERROR, WARNING, INFO, DEBUG = 3, 4, 6, 7
-_PRIORITIES = (3, 4, 5, 6, 7)
+
+#: In place of a priority: all of them in one log, in the order of logging.
+EVERYTHING = 0
+
+_PRIORITIES = {3: "3-3", 4: "4-4", 5: "5-5", 6: "6-6", 7: "7-7", EVERYTHING: "3-7"}
 
 #: A module of Debian's agent that registers twice, whatever is loaded, and says so at priority 3.
 _NOISY_MODULES = "-ipAddressTable"
@@ -31,12 +35,14 @@ class AgentDied(AssertionError):
 class Agent:
     """One agent, from its configuration to its end.
 
-    The log is split by priority into files, and each file holds exactly the bytes that were logged: no time stamps, and
-    texts without a line feed glued to what follows. log() gives all of it, take() what came since the last take().
+    The log is split by priority into files, and each file holds exactly the bytes that were logged: no time
+    stamps, and texts without a line feed glued to what follows. log() gives all of it, take() what came since
+    the last take().
     """
 
-    def __init__(self, folder: Path, *, trap_port: Optional[int] = None, module: Union[Path, str, None] = MODULE,
-                 extra_configuration: str = "", environment: Optional[Mapping[str, str]] = None,
+    def __init__(self, folder: Path, *, trap_port: Optional[int] = None,
+                 module: Union[Path, str, None] = MODULE, extra_configuration: str = "",
+                 environment: Optional[Mapping[str, str]] = None,
                  wrapper: Optional[Sequence[str]] = None) -> None:
         self.folder = folder
         folder.mkdir(parents=True, exist_ok=True)
@@ -53,7 +59,7 @@ class Agent:
         self.process: Optional[subprocess.Popen] = None
         self._taken = {priority: 0 for priority in _PRIORITIES}
 
-    # --- configuration ----------------------------------------------------------------------------------------------
+    # --- configuration --------------------------------------------------------------------------------------
 
     @property
     def configuration_path(self) -> Path:
@@ -68,6 +74,7 @@ class Agent:
             "rwcommunity private 127.0.0.1",
             f"createUser {V3_USER} SHA {V3_AUTH} AES {V3_PRIV}",
             f"rouser {V3_USER} priv",
+            "dontLogTCPWrappersConnects yes",
         ]
         if self.trap_port is not None:
             lines.append(f"trap2sink 127.0.0.1:{self.trap_port} public")
@@ -80,12 +87,12 @@ class Agent:
 
     def command(self) -> List[str]:
         """The command line."""
-        logs = [part for priority in _PRIORITIES
-                for part in ("-LF", f"{priority}-{priority}", str(self._log_path(priority)))]
+        logs = [part for priority, levels in _PRIORITIES.items()
+                for part in ("-LF", levels, str(self._log_path(priority)))]
         return [*self.wrapper, SNMPD, "-f", "-r", "-A", "-C", "-c", str(self.configuration_path),
                 "-I", _NOISY_MODULES, *logs]
 
-    # --- life -------------------------------------------------------------------------------------------------------
+    # --- life -----------------------------------------------------------------------------------------------
 
     def start(self, wait: bool = True) -> "Agent":
         """Start the agent; unless told otherwise, return when it answers."""
@@ -105,8 +112,8 @@ class Agent:
             **self.environment,
         }
         with open(self.folder / "output", "ab") as output:
-            self.process = subprocess.Popen(self.command(), env=environment, stdin=subprocess.DEVNULL, stdout=output,
-                                            stderr=output, cwd=self.folder)
+            self.process = subprocess.Popen(self.command(), env=environment, stdin=subprocess.DEVNULL,
+                                            stdout=output, stderr=output, cwd=self.folder)
         if wait:
             self.wait_ready()
         return self
@@ -147,8 +154,9 @@ class Agent:
             self.client.get(SYS_UPTIME)
 
     def hup(self) -> None:
-        """Make the agent read its configuration again, and return when it has. The blank line that the agent writes
-        into each log when it opens it again is taken away.
+        """Make the agent read its configuration again, and return when it has.
+
+        The blank line that the agent writes into each log when it opens it again is taken away.
         """
         restarts = self._restarts()
         before = {priority: self._log_size(priority) for priority in _PRIORITIES}
@@ -191,7 +199,7 @@ class Agent:
                 raise AssertionError(f"waited in vain for {what}\n" + self.report())
             time.sleep(0.002)
 
-    # --- the alarm --------------------------------------------------------------------------------------------------
+    # --- the alarm ------------------------------------------------------------------------------------------
 
     def fire_alarm(self, times: int = 1) -> None:
         """Let the alarm fire so many times, and return when it has."""
@@ -199,7 +207,7 @@ class Agent:
             self.alarm_clock.advance(ALARM_PERIOD)
             self.synchronise()
 
-    # --- the log ----------------------------------------------------------------------------------------------------
+    # --- the log --------------------------------------------------------------------------------------------
 
     def log(self, priority: int) -> bytes:
         """All that was logged at a priority since the start."""
@@ -217,7 +225,7 @@ class Agent:
             self.take(priority)
 
     def _log_path(self, priority: int) -> Path:
-        return self.folder / f"log{priority}"
+        return self.folder / f"log-{_PRIORITIES[priority]}"
 
     def _log_size(self, priority: int) -> int:
         path = self._log_path(priority)
@@ -234,7 +242,7 @@ class Agent:
     def _restarts(self) -> int:
         return self._read(INFO, 0).count(b" restarted\n")
 
-    # --- resources --------------------------------------------------------------------------------------------------
+    # --- resources ------------------------------------------------------------------------------------------
 
     def rss(self) -> int:
         """Resident memory in bytes, without the pages of mapped files."""
@@ -247,13 +255,13 @@ class Agent:
         folder = f"/proc/{self.pid}/fd"
         return sorted(os.readlink(f"{folder}/{name}") for name in os.listdir(folder))
 
-    # --- for the reader of a failure --------------------------------------------------------------------------------
+    # --- for the reader of a failure ------------------------------------------------------------------------
 
     def report(self) -> str:
         """Configuration, command and the ends of all outputs."""
         parts = ["command: " + shlex.join(self.command()),
                  f"status: {self.process.poll() if self.process else 'not started'}"]
-        files = [self.configuration_path, self.folder / "output", *map(self._log_path, _PRIORITIES)]
+        files = [self.configuration_path, self.folder / "output", self._log_path(EVERYTHING)]
         for path in files:
             if path.exists():
                 text = path.read_bytes()[-4000:].decode(errors="backslashreplace")

@@ -1,4 +1,4 @@
-"""A fake of the router's management API on its real socket path, with faults and a record of every request."""
+"""A fake of the router's management API on its real socket path, with faults and a record of all requests."""
 
 import contextlib
 import json
@@ -28,6 +28,7 @@ class Fault:
     name: str
     act: "Callable[[socket.socket, bytes, Api], None]"
     waits: bool = False  # takes its time, so it gets a thread and does not hold up other connections
+    early: bool = False  # acts without reading the request, so it cannot be one target's own
 
     def __str__(self) -> str:
         return self.name
@@ -45,7 +46,7 @@ def envelope(result: Any, code: Any = 200) -> bytes:
     return json.dumps({"code": code, "result": result}).encode()
 
 
-# --- faults of the connection and of HTTP -------------------------------------------------------------------------------
+# --- faults of the connection and of HTTP -------------------------------------------------------------------
 
 def _send_chunked(connection: socket.socket, body: bytes, _api: "Api") -> None:
     head = b"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nConnection: close\r\n\r\n"
@@ -68,7 +69,8 @@ def _send_part_of_body(connection: socket.socket, body: bytes, _api: "Api") -> N
 
 
 def _send_part_of_chunks(connection: socket.socket, body: bytes, _api: "Api") -> None:
-    connection.sendall(b"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n%x\r\n%s\r\n" % (len(body), body))
+    head = b"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"
+    connection.sendall(head + b"%x\r\n%s\r\n" % (len(body), body))
 
 
 def _send_bad_chunk(connection: socket.socket, body: bytes, _api: "Api") -> None:
@@ -96,7 +98,7 @@ def body_instead(name: str, body: bytes) -> Fault:
 
 
 def hang(sent: int = 0, then_answer: bool = False) -> Fault:
-    """Nothing after the first `sent` bytes of the answer, until Api.release(); then the rest of it, or the end."""
+    """Nothing after the first `sent` bytes of the answer until Api.release(); then the rest, or the end."""
     def act(connection: socket.socket, body: bytes, api: "Api") -> None:
         answer = http_answer(body)
         connection.sendall(answer[:sent])
@@ -110,6 +112,7 @@ CHUNKED = Fault("chunked", _send_chunked)
 BYTE_BY_BYTE = Fault("byte by byte", _send_byte_by_byte)
 UNTIL_CLOSE = Fault("length told by closing", _send_until_close)
 CLOSED = Fault("closed without a word", _close_without_a_word)
+CLOSED_EARLY = Fault("closed without reading", _close_without_a_word, early=True)
 CUT_BODY = Fault("cut body", _send_part_of_body)
 CUT_CHUNKS = Fault("cut between chunks", _send_part_of_chunks)
 BAD_CHUNK = Fault("bad chunk", _send_bad_chunk)
@@ -122,9 +125,10 @@ EMPTY_BODY = raw_answer("empty body", http_answer(b""))
 class Api:
     """The fake API. Answers come from, in this order: `faults`, `answers`, `bodies`, `results`, `fields`.
 
-    `fields` is the router as the API's own nested tree; a query's "fields=" parameter picks from it, and the member of
-    the result is the field's path with "/" turned into "_", as the real API does it. A field that the tree lacks is
-    left out of the result. Keys of the other tables are whole targets such as "/api?fields=system".
+    `fields` is the router as the API's own nested tree; a query's "fields=" parameter picks from it, and the
+    member of the result is the field's path with "/" turned into "_", as the real API does it. A field that
+    the tree lacks is left out of the result. Keys of the other tables are whole targets such as
+    "/api?fields=system".
     """
 
     path: str = SOCKET_PATH
@@ -143,7 +147,7 @@ class Api:
         self._waiting = threading.Semaphore(0)
         self._errors: List[BaseException] = []
 
-    # --- life -------------------------------------------------------------------------------------------------------
+    # --- life -----------------------------------------------------------------------------------------------
 
     def up(self) -> None:
         """Listen on the socket path; nothing happens when the API already does."""
@@ -192,7 +196,7 @@ class Api:
         self.up()
         self.requests.clear()
 
-    # --- what was asked ---------------------------------------------------------------------------------------------
+    # --- what was asked -------------------------------------------------------------------------------------
 
     def targets(self) -> List[str]:
         """The targets asked for, in order."""
@@ -220,7 +224,7 @@ class Api:
         self._waiting.release()
         self._released.wait()
 
-    # --- answers ----------------------------------------------------------------------------------------------------
+    # --- answers --------------------------------------------------------------------------------------------
 
     def result(self, target: str) -> Any:
         """What `fields` and `results` hold for a target."""
@@ -255,6 +259,10 @@ class Api:
                 connection.close()  # the client went away
 
     def _converse(self, connection: socket.socket) -> None:
+        if self.fault is not None and self.fault.early:
+            self.fault.act(connection, b"", self)
+            connection.close()
+            return
         raw = b""
         while b"\r\n\r\n" not in raw:
             more = connection.recv(65536)

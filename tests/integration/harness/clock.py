@@ -1,7 +1,8 @@
 """The two clocks of the agent, in the test's hand.
 
-The cache lives on the library's get_uptime(), which is /proc/uptime: Clock puts a plain file over it. The alarm lives on
-CLOCK_MONOTONIC: AlarmClock moves it forward inside the agent through a preloaded library that adds an offset.
+The cache lives on the library's get_uptime(), which is /proc/uptime: Clock puts a plain file over it. The
+alarm lives on CLOCK_MONOTONIC: AlarmClock moves it forward inside the agent through a preloaded library that
+adds an offset.
 """
 
 import os
@@ -67,8 +68,8 @@ class AlarmClock:
             else:
                 built = folder / "clockshim.so"
                 source = Path(__file__).with_name("clockshim.c")
-                subprocess.run(["cc", "-O1", "-Wall", "-Wextra", "-Werror", "-shared", "-fPIC", "-o", str(built),
-                                str(source), "-ldl"], check=True)
+                subprocess.run(["cc", "-O1", "-Wall", "-Wextra", "-Werror", "-shared", "-fPIC",
+                                "-o", str(built), str(source), "-ldl"], check=True)
                 cls._library = built
         return cls._library
 

@@ -1,6 +1,7 @@
 /*
- * Adds an offset to CLOCK_MONOTONIC for the process that preloads this library. The offset is a signed 64-bit count of
- * nanoseconds in the file named by ZAN_MONOTONIC_OFFSET, mapped, so that a test moves the clock by writing the file.
+ * Adds an offset to CLOCK_MONOTONIC for the process that preloads this library. The offset is a signed 64-bit
+ * count of nanoseconds in the file named by ZAN_MONOTONIC_OFFSET, mapped, so that a test moves the clock by
+ * writing the file.
  */
 #define _GNU_SOURCE
 #include <dlfcn.h>

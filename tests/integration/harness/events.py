@@ -47,7 +47,8 @@ class EventQueue:
         """Every queue of this IPC namespace."""
         with open("/proc/sysvipc/msg", encoding="ascii") as file:
             rows = [line.split() for line in file][1:]
-        return [QueueState(int(row[0]), int(row[1]), int(row[2], 8), int(row[3]), int(row[4])) for row in rows]
+        return [QueueState(int(key), int(identifier), int(mode, 8), int(size), int(messages))
+                for key, identifier, mode, size, messages, *_ in rows]
 
     def count(self) -> int:
         """Messages waiting."""

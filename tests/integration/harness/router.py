@@ -43,10 +43,10 @@ _ROUTER: Dict[str, Any] = {
     },
     "stats": {
         "radio": {"type": "LTE", "meid": "A1000009", "imei": "356938035643809", "imsi": "001010123456789",
-                  "firmware": "RF-17.3", "rssidBm": "-71", "network": "Testnet", "service": "4G", "carrier": "Homenet",
-                  "msid": "MSID-5550100", "mdn": "MDN-5550101"},
-        "ppp": {"link": "Up", "uptime": 3600, "rssi": "20", "rssiDbm": "-75", "roaming": False, "tower": "cell-4711",
-                "localIp": "100.64.0.2", "dnsServers": ["10.0.0.1", "10.0.0.2"],
+                  "firmware": "RF-17.3", "rssidBm": "-71", "network": "Testnet", "service": "4G",
+                  "carrier": "Homenet", "msid": "MSID-5550100", "mdn": "MDN-5550101"},
+        "ppp": {"link": "Up", "uptime": 3600, "rssi": "20", "rssiDbm": "-75", "roaming": False,
+                "tower": "cell-4711", "localIp": "100.64.0.2", "dnsServers": ["10.0.0.1", "10.0.0.2"],
                 "tx": {"bytes": 10240, "packets": 87}, "rx": {"bytes": "20480", "packets": 90}},
         "pppTotal": {"todayTx": 1048576, "totalTx": 73400320, "todayRx": 2097152, "totalRx": 5000000000},
         "eth": {"ip": "192.168.1.2", "mask": "255.255.255.0", "gateway": ""},
@@ -68,15 +68,17 @@ _ROUTER: Dict[str, Any] = {
         {"ip": "192.168.1.102", "mac": "02:00:5e:20:00:03", "expiration": -1},
     ]},
     "dns": {"enabled": False, "primary": "8.8.8.8", "secondary": "8.8.4.4"},
-    "wifi": {"ap": {"enabled": False, "ssid": "own-network", "security": {"mode": "WPA2"}}, "client": {"enabled": True}},
-    "ipPipes": {"SERIAL2IP": {"enabled": True, "mode": "CLIENT", "protocol": "TCP", "port": 2101, "ip": "203.0.113.7"}},
+    "wifi": {"ap": {"enabled": False, "ssid": "own-network", "security": {"mode": "WPA2"}},
+             "client": {"enabled": True}},
+    "ipPipes": {"SERIAL2IP": {"enabled": True, "mode": "CLIENT", "protocol": "TCP", "port": 2101,
+                              "ip": "203.0.113.7"}},
     "serial": {"modbus": False},
     "sntp": {"enabled": True},
     "smtp": {"enabled": False},
     "sms": {"enabled": True},
     "ddns": {"enabled": False, "server": "ddns.example"},
-    "radius": {"authEnabled": True, "acctEnabled": False, "host": "radius1.example", "secondaryHost": "radius2.example",
-               "authType": "CHAP", "timeout": 30},
+    "radius": {"authEnabled": True, "acctEnabled": False, "host": "radius1.example",
+               "secondaryHost": "radius2.example", "authType": "CHAP", "timeout": 30},
     "syslog": {"ipAddress": "10.0.0.5", "enabled": True, "logLevel": 35,
                "remote": [{"severityLevel": "NONE"}, {"severityLevel": "warning"}]},
     "remoteAccess": {
@@ -89,13 +91,14 @@ _ROUTER: Dict[str, Any] = {
         "timeoutSeconds": 600,
     },
     "filters": [
-        {"chain": "INPUT", "enabled": True}, {"chain": "INPUT", "enabled": False}, {"chain": "INPUT", "enabled": True},
-        {"chain": "FORWARD", "enabled": True}, {"chain": "input", "enabled": True},
-        {"chain": "OUTPUT", "enabled": True}, {"chain": "OUTPUT", "enabled": True}, {"chain": "OUTPUT", "enabled": 1},
+        {"chain": "INPUT", "enabled": True}, {"chain": "INPUT", "enabled": False},
+        {"chain": "INPUT", "enabled": True}, {"chain": "input", "enabled": True},
+        {"chain": "FORWARD", "enabled": True},
+        {"chain": "OUTPUT", "enabled": True}, {"chain": "OUTPUT", "enabled": True},
+        {"chain": "OUTPUT", "enabled": 1},
     ],
-    "nat": [{"target": "DNAT", "enabled": 1}, {"target": "DNAT", "enabled": True}, {"target": "DNAT", "enabled": True},
-            {"target": "DNAT", "enabled": True}, {"target": "MASQUERADE", "enabled": True},
-            *[{"target": "SNAT", "enabled": True}] * 5],
+    "nat": [{"target": "DNAT", "enabled": 1}, *[{"target": "DNAT", "enabled": True}] * 3,
+            {"target": "MASQUERADE", "enabled": True}, *[{"target": "SNAT", "enabled": True}] * 5],
     "ovpnTunnels": [{"name": "ovpn-a", "enabled": True}, {"name": "ovpn-b", "enabled": False}],
     "ipsecTunnels": [{"name": "ipsec-a", "enabled": False}],
     "greTunnels": [{"name": "gre-a", "enabled": True}, {"name": "gre-b", "enabled": "yes"}, {"enabled": 1}],
@@ -147,7 +150,8 @@ _S, _I, _T = OCTET_STRING, INTEGER, TIMETICKS
 SCALARS: List[Scalar] = [Scalar(*row) for row in (
     ("zanRemoteManagementEnabled", "1.1", _S, REMOTE_MANAGEMENT, "True"),
     ("zanWanManagerTransport", "2.1", _S, WAN_MANAGER, "Cellular"),
-    ("zanWanManagerPriority", "2.2", _S, WAN_MANAGER, "1, Cellular, enabled; 2, Unknown, enabled; 3, WiFi, disabled"),
+    ("zanWanManagerPriority", "2.2", _S, WAN_MANAGER,
+     "1, Cellular, enabled; 2, Unknown, enabled; 3, WiFi, disabled"),
     ("zanRadioType", "3.1", _S, RADIO, "LTE"),
     ("zanRadioMEIDorIMEI", "3.2", _S, RADIO, "356938035643809"),
     ("zanRadioIMSI", "3.3", _S, RADIO, "001010123456789"),
@@ -176,7 +180,8 @@ SCALARS: List[Scalar] = [Scalar(*row) for row in (
     ("zanCellularInterfaceWakeUpOnCallOnRing", "4.12.2", _S, CELLULAR, "False"),
     ("zanCellularInterfaceWakeUpOnCallerId", "4.12.3", _S, CELLULAR, "True"),
     ("zanCellularInterfaceWakeUpOnSMS", "4.12.4", _S, CELLULAR, "False"),
-    ("zanCellularInterfaceStatsTxBytes", "4.13.1", _S, CELLULAR, "current : 10240, today : 1048576, total : 73400320"),
+    ("zanCellularInterfaceStatsTxBytes", "4.13.1", _S, CELLULAR,
+     "current : 10240, today : 1048576, total : 73400320"),
     ("zanCellularInterfaceStatsRxBytes", "4.13.2", _S, CELLULAR,
      "current : 20480, today : 2097152, total : 5000000000"),
     ("zanCellularInterfaceStatsTxPkts", "4.13.3", _S, CELLULAR, "current : 87"),
@@ -259,6 +264,9 @@ SCALARS: List[Scalar] = [Scalar(*row) for row in (
 SCALAR: Dict[str, Scalar] = {scalar.name: scalar for scalar in SCALARS}
 
 
+Row = Tuple[Union[str, int], ...]
+
+
 class Table(NamedTuple):
     """One table and its rows with the router above; a row is the tuple of its columns from 1 on."""
 
@@ -266,7 +274,7 @@ class Table(NamedTuple):
     suffix: str  # the table's OID below the objects' arc
     query: str
     tags: Tuple[int, ...]  # of the columns from 1 on
-    rows: Sequence[Tuple[Union[str, int], ...]]
+    rows: Sequence[Row]
 
     @property
     def oid(self) -> Oid:
@@ -277,7 +285,7 @@ class Table(NamedTuple):
         """The OID of one cell."""
         return self.oid + (1, column, index)
 
-    def expected(self, rows: Optional[Sequence[Tuple[Union[str, int], ...]]] = None) -> List[Tuple[Oid, int, Any]]:
+    def expected(self, rows: Optional[Sequence[Row]] = None) -> List[Tuple[Oid, int, Any]]:
         """OID, tag and value of every cell in the order of a walk, for these rows or the router's."""
         rows = self.rows if rows is None else rows
         return [(self.cell(column, index), tag, value.encode() if isinstance(value, str) else value)
@@ -291,11 +299,13 @@ TABLES: List[Table] = [
         (0, "192.168.1.100", "02:00:5e:20:00:01", 360000),
         (1, "192.168.1.101", "02:00:5e:20:00:02", 705032704),
         (2, "192.168.1.102", "02:00:5e:20:00:03", 0)]),
-    Table("zanStaticRoutesTable", "17.1", ROUTES, (_I, _S, _S), [(0, "route-a", "True"), (1, "route-b", "True")]),
+    Table("zanStaticRoutesTable", "17.1", ROUTES, (_I, _S, _S), [
+        (0, "route-a", "True"), (1, "route-b", "True")]),
     Table("zanGreTunnelsTable", "18.1.1", GRE, (_I, _S, _S), [
         (0, "gre-a", "True"), (1, "gre-b", "Unknown"), (2, "", "True")]),
     Table("zanIpsecTunnelsTable", "18.2.1", IPSEC, (_I, _S, _S), [(0, "ipsec-a", "False")]),
-    Table("zanOpenVpnTunnelsTable", "18.3.1", OPENVPN, (_I, _S, _S), [(0, "ovpn-a", "True"), (1, "ovpn-b", "False")]),
+    Table("zanOpenVpnTunnelsTable", "18.3.1", OPENVPN, (_I, _S, _S), [
+        (0, "ovpn-a", "True"), (1, "ovpn-b", "False")]),
     Table("zanRemoteSyslogDestTable", "20.1", SYSLOG, (_I, _S, _S, _I, _S, _S), [
         (0, "remote", "10.0.0.5", 514, "INFO", "True")]),
 ]

@@ -72,7 +72,7 @@ def dotted(name: Oid) -> str:
     return "." + ".".join(map(str, name))
 
 
-# --- BER ----------------------------------------------------------------------------------------------------------------
+# --- BER ----------------------------------------------------------------------------------------------------
 
 def encode(tag: int, content: bytes) -> bytes:
     """Tag, length and content."""
@@ -85,7 +85,8 @@ def encode(tag: int, content: bytes) -> bytes:
 
 def encode_integer(value: int, tag: int = INTEGER) -> bytes:
     """The shortest two's complement form."""
-    return encode(tag, value.to_bytes(((value if value >= 0 else ~value).bit_length() // 8) + 1, "big", signed=True))
+    size = (value if value >= 0 else ~value).bit_length() // 8 + 1
+    return encode(tag, value.to_bytes(size, "big", signed=True))
 
 
 @functools.lru_cache(maxsize=65536)
@@ -168,18 +169,20 @@ def decode_message(data: bytes) -> Message:
     def integer(first: int, last: int) -> int:
         return int.from_bytes(data[first:last], "big", signed=True)
 
-    return Message(integer(v0, v1), data[c0:c1], pdu, integer(r0, r1), integer(s0, s1), integer(i0, i1), varbinds)
+    return Message(integer(v0, v1), data[c0:c1], pdu, integer(r0, r1), integer(s0, s1), integer(i0, i1),
+                   varbinds)
 
 
 def encode_message(version: int, community: bytes, pdu: int, request_id: int, status: int, index: int,
                    varbinds: Iterable[Tuple[Oid, bytes]]) -> bytes:
     """A whole message; each variable is an OID and an encoded value."""
     variables = b"".join(encode(SEQUENCE, encode_oid(name) + value) for name, value in varbinds)
-    body = encode_integer(request_id) + encode_integer(status) + encode_integer(index) + encode(SEQUENCE, variables)
+    numbers = encode_integer(request_id) + encode_integer(status) + encode_integer(index)
+    body = numbers + encode(SEQUENCE, variables)
     return encode(SEQUENCE, encode_integer(version) + encode(OCTET_STRING, community) + encode(pdu, body))
 
 
-# --- the client ---------------------------------------------------------------------------------------------------------
+# --- the client ---------------------------------------------------------------------------------------------
 
 _NULL = encode(NULL, b"")
 
@@ -230,7 +233,8 @@ class SnmpClient:
             if message.request_id == request_id:
                 return message
 
-    def request(self, pdu: int, varbinds: Iterable[Tuple[Oid, bytes]], status: int = 0, index: int = 0) -> Message:
+    def request(self, pdu: int, varbinds: Iterable[Tuple[Oid, bytes]], status: int = 0,
+                index: int = 0) -> Message:
         """Send one request and wait for its answer, whatever its error status."""
         return self.receive(self.send(pdu, varbinds, status, index))
 
@@ -253,7 +257,7 @@ class SnmpClient:
         return self._ask(GETBULK, names, non_repeaters, max_repetitions)
 
     def set(self, *varbinds: Tuple[Oid, bytes]) -> Message:
-        """SET; each variable is an OID and an encoded value. The answer is returned whatever its error status."""
+        """SET; each variable is an OID and an encoded value. The answer is returned whatever its status."""
         return self.request(SET, varbinds)
 
     def value(self, name: Oid) -> Any:
@@ -261,7 +265,7 @@ class SnmpClient:
         return self.get(name)[0].value
 
     def walk(self, prefix: Oid, max_repetitions: int = 0) -> List[VarBind]:
-        """Everything below an OID, by GETNEXT or, with repetitions, by GETBULK; a step backwards is an error."""
+        """All that is below an OID, by GETNEXT or, with repetitions, by GETBULK; a step back is an error."""
         return list(self.walking(prefix, max_repetitions))
 
     def walking(self, prefix: Oid, max_repetitions: int = 0) -> Iterator[VarBind]:
@@ -269,7 +273,8 @@ class SnmpClient:
         name = prefix
         while True:
             try:
-                step = self.get_bulk(name, max_repetitions=max_repetitions) if max_repetitions else self.get_next(name)
+                step = (self.get_bulk(name, max_repetitions=max_repetitions) if max_repetitions
+                        else self.get_next(name))
             except SnmpError as error:
                 if self.version == self.V1 and error.status == NO_SUCH_NAME:
                     return  # how SNMPv1 says that nothing follows

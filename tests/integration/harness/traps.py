@@ -23,9 +23,15 @@ class Trap(NamedTuple):
         return None
 
 
+def _is_ours(trap: Trap) -> bool:
+    return (trap.trap_oid or ())[:len(NOTIFICATIONS)] == NOTIFICATIONS
+
+
 class TrapListener:
-    """Collects traps on a port of its own. The agent sends from its one thread, and loopback delivers at once: what was
-    sent before an answer of the agent has arrived by the time of that answer, so traps() after it is the whole truth.
+    """Collects traps on a port of its own.
+
+    The agent sends from its one thread, and loopback delivers at once: what was sent before an answer of the
+    agent has arrived by the time of that answer, so traps() after it is the whole truth.
     """
 
     def __init__(self) -> None:
@@ -61,7 +67,7 @@ class TrapListener:
 
     def traps(self) -> List[Trap]:
         """The module's traps that have arrived."""
-        return [trap for trap in self.all() if (trap.trap_oid or ())[:len(NOTIFICATIONS)] == NOTIFICATIONS]
+        return list(filter(_is_ours, self.all()))
 
     def events(self) -> List[int]:
         """The event ids of the module's traps, in the order of arrival."""
@@ -70,7 +76,7 @@ class TrapListener:
     def wait(self, number: int, timeout: float = 20) -> List[Trap]:
         """The module's traps, once there are so many."""
         def enough() -> bool:
-            return sum((trap.trap_oid or ())[:len(NOTIFICATIONS)] == NOTIFICATIONS for trap in self._traps) >= number
+            return sum(map(_is_ours, self._traps)) >= number
         with self._changed:
             if not self._changed.wait_for(enough, deadline(timeout)):
                 raise AssertionError(f"{len(self._traps)} traps came, waited for {number} of the module")
