@@ -12,8 +12,8 @@ from .traps import Trap, TrapListener
 
 __all__ = [
     "ALARM_PERIOD", "Agent", "AgentDied", "AlarmClock", "Api", "CACHE_LIFETIME", "Clock", "DEBUG",
-    "ENTERPRISE_NUMBER", "ERROR", "EVERYTHING", "EventQueue", "Fault", "INFO", "MODULE", "MODULE_ROOT", "NOTIFICATIONS",
-    "OBJECTS", "QueueState", "Request", "SOCKET_PATH", "SOURCE_ROOT", "SnmpClient", "SnmpError",
-    "SnmpTimeout", "TIME_SCALE", "Trap", "TrapListener", "V3_AUTH", "V3_PRIV", "V3_USER", "VarBind",
-    "WARNING", "deadline", "envelope", "faults", "http_answer", "kernel_limit",
+    "ENTERPRISE_NUMBER", "ERROR", "EVERYTHING", "EventQueue", "Fault", "INFO", "MODULE", "MODULE_ROOT",
+    "NOTIFICATIONS", "OBJECTS", "QueueState", "Request", "SOCKET_PATH", "SOURCE_ROOT", "SnmpClient",
+    "SnmpError", "SnmpTimeout", "TIME_SCALE", "Trap", "TrapListener", "V3_AUTH", "V3_PRIV", "V3_USER",
+    "VarBind", "WARNING", "deadline", "envelope", "faults", "http_answer", "kernel_limit",
 ]

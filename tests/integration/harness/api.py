@@ -121,7 +121,7 @@ CUT_HEADERS = raw_answer("cut headers", b"HTTP/1.1 200 OK\r\nContent-Le")
 EMPTY_BODY = raw_answer("empty body", http_answer(b""))
 
 
-@dataclass
+@dataclass(repr=False)
 class Api:
     """The fake API. Answers come from, in this order: `faults`, `answers`, `bodies`, `results`, `fields`.
 

@@ -5,6 +5,7 @@ alarm lives on CLOCK_MONOTONIC: AlarmClock moves it forward inside the agent thr
 adds an offset.
 """
 
+import math
 import os
 import struct
 import subprocess
@@ -41,6 +42,10 @@ class Clock:
     def advance(self, seconds: float) -> None:
         """Let so much uptime pass, exact to the hundredth."""
         self.set((self._hundredths + round(seconds * 100)) / 100)
+
+    def align(self) -> None:
+        """Let the uptime reach its next whole second."""
+        self.set(math.ceil(self.now))
 
     def close(self) -> None:
         """Give /proc/uptime back."""

@@ -115,6 +115,7 @@ HARMLESS: List[Fault] = [
     _dressed("code 200.9", lambda whole: json.dumps({**whole, "code": 200.9}).encode()),
     _dressed("members in the other order",
              lambda whole: json.dumps({"result": whole["result"], "code": whole["code"]}).encode()),
-    _dressed("blanks and line feeds", lambda whole: b"\n\t " + json.dumps(whole, indent=8).encode() + b" \r\n\n"),
+    _dressed("blanks and line feeds",
+             lambda whole: b"\n\t " + json.dumps(whole, indent=8).encode() + b" \r\n\n"),
     _dressed("text after the root", lambda whole: json.dumps(whole).encode() + b" trailing text"),
 ]
