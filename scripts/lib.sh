@@ -1,0 +1,237 @@
+# shellcheck shell=bash
+# Shared by the scripts of this folder; sourced, not run. Sets ZAN_ROOT (the source tree), the colours, the common
+# options (see common_option) and, with make_temp, ZAN_TEMP (a folder for this run's files, removed at the end).
+# shellcheck disable=SC2034 # what is set here is used by the scripts that source this file
+
+ZAN_ROOT=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd)
+ZAN_SCRIPT=${ZAN_SCRIPT:-scripts/$(basename -- "$0")}
+
+# Common options.
+BUILD_DIR=${ZAN_BUILD_DIR:-$ZAN_ROOT/build}
+INSTALL=yes
+
+if [[ -t 1 && -z ${NO_COLOR:-} && ${TERM:-dumb} != dumb ]]; then
+    ON_TERMINAL=yes
+    BOLD=$'\e[1m' DIM=$'\e[2m' RED=$'\e[31m' GREEN=$'\e[32m' YELLOW=$'\e[33m' CYAN=$'\e[36m' PLAIN=$'\e[0m'
+else
+    ON_TERMINAL=
+    BOLD='' DIM='' RED='' GREEN='' YELLOW='' CYAN='' PLAIN=''
+fi
+readonly ON_TERMINAL BOLD DIM RED GREEN YELLOW CYAN PLAIN
+
+COMMON_OPTIONS="  --build-dir DIR   where to build (default: build in the source tree)
+  --no-install      install no packages; what is missing shows itself sooner or later
+  --help            this text"
+
+heading() {
+    printf '\n%s%s%s\n' "$BOLD$CYAN" "$*" "$PLAIN"
+}
+
+say() {
+    printf '%s\n' "$*"
+}
+
+good() {
+    printf '%s%s%s\n' "$GREEN" "$*" "$PLAIN"
+}
+
+warn() {
+    printf '%s%s: %s%s\n' "$YELLOW" "$ZAN_SCRIPT" "$*" "$PLAIN" >&2
+}
+
+# die MESSAGE...: each argument is a line.
+die() {
+    printf '%s%s: %s%s\n' "$RED" "$ZAN_SCRIPT" "$1" "$PLAIN" >&2
+    shift
+    if (($# > 0)); then
+        printf '  %s\n' "$@" >&2
+    fi
+    exit 1
+}
+
+usage_error() {
+    printf '%s: %s\nTry %s --help.\n' "$ZAN_SCRIPT" "$*" "$ZAN_SCRIPT" >&2
+    exit 2
+}
+
+# common_option "$@": takes a common option off the front of the arguments; sets TAKEN to how many, 0 for none.
+common_option() {
+    TAKEN=1
+    case $1 in
+        --build-dir)
+            [[ -n ${2:-} ]] || usage_error "--build-dir needs a folder"
+            BUILD_DIR=$(realpath -m -- "$2")
+            TAKEN=2
+            ;;
+        --no-install)
+            INSTALL=
+            ;;
+        --help | -h)
+            usage
+            exit 0
+            ;;
+        *)
+            TAKEN=0
+            ;;
+    esac
+}
+
+at_exit_commands=()
+
+# at_exit COMMAND...: runs the command when the script ends, whichever way; the last one given runs first.
+at_exit() {
+    at_exit_commands=("$(printf '%q ' "$@")" "${at_exit_commands[@]}")
+    trap run_at_exit EXIT
+}
+
+run_at_exit() {
+    local command
+    for command in "${at_exit_commands[@]}"; do
+        eval "$command" || true
+    done
+}
+
+make_temp() {
+    if [[ -z ${ZAN_TEMP:-} ]]; then
+        local base=${TMPDIR:-/tmp}
+        # Below /run it would be out of sight inside the namespaces.
+        [[ $(realpath -- "$base") != /run* ]] || base=/tmp
+        ZAN_TEMP=$(mktemp -d "$base/zansnmpext.XXXXXX")
+        at_exit rm -rf "$ZAN_TEMP"
+    fi
+}
+
+# show_progress TEXT LOG: the text, the seconds gone by and the log's last line, on one line of the terminal, until
+# this process is ended or the script is gone.
+show_progress() {
+    local begin=$SECONDS width last
+    while kill -0 $$ 2>/dev/null; do
+        width=$(tput cols 2>/dev/null || echo 80)
+        last=$(tail -c 400 "$2" 2>/dev/null | tr '\r' '\n' | tail -n 1 | tr -cd '[:print:]') || last=
+        printf '\r\e[K%s %s' "$1" "$DIM$(printf '%d s  %s' $((SECONDS - begin)) "$last" |
+            cut -c "1-$((width > ${#1} + 2 ? width - ${#1} - 2 : 1))")$PLAIN"
+        sleep 0.3
+    done
+}
+
+# step TEXT COMMAND...: runs a long command with a sign of life instead of its output; the output is shown when it
+# fails. Its status is the command's.
+step() {
+    local text=$1 log progress='' begin=$SECONDS status=0
+    shift
+    make_temp
+    log=$(mktemp "$ZAN_TEMP/step.XXXXXX")
+    if [[ -n $ON_TERMINAL ]]; then
+        show_progress "$text" "$log" &
+        progress=$!
+    else
+        printf '%s ...\n' "$text"
+    fi
+    "$@" >"$log" 2>&1 || status=$?
+    if [[ -n $progress ]]; then
+        kill "$progress" 2>/dev/null || true
+        wait "$progress" 2>/dev/null || true
+        printf '\r\e[K'
+    fi
+    if ((status == 0)); then
+        printf '%s %s\n' "$text" "$DIM$((SECONDS - begin)) s$PLAIN"
+    else
+        cat "$log" >&2
+    fi
+    return "$status"
+}
+
+# packages_of GROUP...: the packages of these groups, one a line.
+packages_of() {
+    local group
+    for group in "$@"; do
+        awk -v group="$group" '/^#/ { ours = ($0 == "# " group) } ours && NF && !/^#/ { print $1 }' \
+            "$ZAN_ROOT/scripts/packages" | grep . || die "scripts/packages has no group \"$group\""
+    done | sort -u
+}
+
+is_installed() {
+    [[ $(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
+}
+
+apt_get() {
+    "${AS_ROOT[@]}" env DEBIAN_FRONTEND=noninteractive LC_ALL=C apt-get -y "$@"
+}
+
+# ensure_packages GROUP...: installs what is missing of the groups in scripts/packages, and says what.
+ensure_packages() {
+    [[ -n $INSTALL ]] || return 0
+    local listed package missing=()
+    listed=$(packages_of "$@")
+    command -v dpkg-query apt-get >/dev/null ||
+        die "this is not a Debian system: install these packages' like yourself, then use --no-install" \
+            "$(xargs <<<"$listed")"
+    while read -r package; do
+        is_installed "$package" || missing+=("$package")
+    done <<<"$listed"
+    if ((${#missing[@]} > 0)); then
+        install_packages "${missing[@]}"
+    fi
+}
+
+install_packages() {
+    AS_ROOT=()
+    if [[ $(id -u) -ne 0 ]]; then
+        command -v sudo >/dev/null ||
+            die "these packages are missing, and only root can install them:" "apt-get install $*"
+        say "sudo may ask for your password: installing packages is root's business."
+        sudo -v || die "without sudo these packages have to be installed by root:" "apt-get install $*"
+        AS_ROOT=(sudo)
+    fi
+    local text="Installing $*"
+    if ! step "$text" apt_get install --no-install-recommends "$@" 2>/dev/null; then
+        # The package lists may be missing or too old.
+        if ! step "Asking for new package lists" apt_get update -o APT::Update::Error-Mode=any; then
+            die "apt-get cannot reach a package mirror: no network, or none of /etc/apt/sources.list answers." \
+                "With a network, run this again, or as root: apt-get install $*"
+        fi
+        step "$text" apt_get install --no-install-recommends "$@" ||
+            die "apt-get could not install these packages; its own words are above." "apt-get install $*"
+    fi
+    if [[ " $* " == *" snmpd "* && -d /run/systemd/system ]]; then
+        say "Debian has started its own agent with the package snmpd (on port 161); it is not used here."
+        say "You can stop it with: systemctl disable --now snmpd"
+    fi
+}
+
+# configure_and_build TARGET...: builds these targets in BUILD_DIR. Options of an earlier configuration stay.
+configure_and_build() {
+    if [[ ! -f $BUILD_DIR/CMakeCache.txt ]]; then
+        step "Configuring the build" cmake -S "$ZAN_ROOT" -B "$BUILD_DIR" -DZAN_BUILD_TESTS=OFF ||
+            die "cmake could not configure $BUILD_DIR; its own words are above."
+    fi
+    step "Building ${*}" cmake --build "$BUILD_DIR" --parallel "$(nproc)" --target "$@" ||
+        die "the build failed; the compiler's words are above."
+}
+
+# namespace_command FLAG...: sets NAMESPACE_COMMAND, to be put in front of a command that shall run as process 1 of
+# private namespaces. --net is added by who wants it. Nothing of the inside outlives the command that is in front,
+# nor this script, however they end.
+namespace_command() {
+    local refusal
+    NAMESPACE_COMMAND=(setpriv --pdeathsig KILL unshare --mount --ipc --pid --fork --mount-proc --kill-child "$@")
+    if [[ $(id -u) -ne 0 ]]; then
+        # First, because a new user namespace makes the kernel forget --pdeathsig.
+        NAMESPACE_COMMAND=(unshare --map-root-user "${NAMESPACE_COMMAND[@]}")
+    fi
+    if ! refusal=$("${NAMESPACE_COMMAND[@]}" true 2>&1); then
+        die "this machine refuses private namespaces: $refusal" \
+            "(the command was: ${NAMESPACE_COMMAND[*]} true)" \
+            "As an ordinary user: allow them with sysctl -w kernel.unprivileged_userns_clone=1, or be root." \
+            "In a container: give it the capability SYS_ADMIN and a seccomp profile that allows unshare."
+    fi
+}
+
+# private_run: inside the namespaces, gives /run a file system of its own.
+private_run() {
+    mount -t tmpfs -o mode=0755 tmpfs /run
+    # On Debian /var/run is a link to /run; elsewhere it may be a folder of its own.
+    if [[ ! /var/run -ef /run ]]; then
+        mount --bind /run /var/run
+    fi
+}
