@@ -1,0 +1,74 @@
+"""Every named case of the groups of scalars, over SNMP; and what the objects of a group share."""
+
+from itertools import groupby
+from typing import Dict, List
+
+import pytest
+
+from harness import CACHE_LIFETIME, ERROR
+from harness.router import DHCP, QUERIES, SCALAR, SCALARS, TABLE, Scalar, router
+from model.cases import CASES, FAILED
+from model.generator import answer_with
+
+BAD_CODE = b" bad json response code"
+GROUPS: Dict[str, List[Scalar]] = {
+    query: list(scalars) for query, scalars in groupby(
+        sorted((scalar for scalar in SCALARS if scalar.query), key=lambda scalar: scalar.query),
+        key=lambda scalar: scalar.query)}
+
+
+@pytest.mark.parametrize("case", CASES, ids=lambda case: case.name)
+def test_case(agent, api, case):
+    scalar = SCALAR[case.scalar]
+    if scalar.query is not None:
+        answer_with(api, scalar.query, case.result)
+    varbind = agent.client.get(scalar.instance)[0]
+    assert (varbind.tag, varbind.value) == (scalar.tag, case.expected)
+    assert api.targets() == ([scalar.query] if scalar.query else [])
+    assert agent.take(ERROR) == (BAD_CODE if case.result is FAILED else b"")
+
+
+@pytest.mark.parametrize("query", GROUPS)
+def test_the_objects_of_a_query_share_one_request(agent, api, clock, query):
+    for lifetimes in (1, 2):
+        agent.client.get(*(scalar.instance for scalar in GROUPS[query]))
+        clock.advance(CACHE_LIFETIME - 0.01)
+        agent.client.get(*(scalar.instance for scalar in GROUPS[query]))
+        assert api.targets() == [query] * lifetimes
+        clock.advance(0.01)
+
+
+@pytest.mark.parametrize("query", GROUPS)
+def test_an_unreachable_api_gives_fallbacks_and_is_asked_again_each_time(agent, api, query):
+    api.down()
+    scalars = GROUPS[query]
+    answer = agent.client.get(*(scalar.instance for scalar in scalars))
+    assert [varbind.value for varbind in answer] == [scalar.fallback for scalar in scalars]
+    assert agent.take(ERROR) == b" curl_easy_perform failed" * len(scalars)
+
+
+def test_what_needs_no_query_survives_an_unreachable_api(agent, api):
+    api.down()
+    for scalar in SCALARS:
+        if scalar.query is None:
+            assert agent.client.value(scalar.instance) == scalar.expected
+    assert agent.take(ERROR) == b""
+
+
+def test_the_dhcp_scalar_and_the_leases_share_one_request(agent, api):
+    agent.client.get(SCALAR["zanDHCPServerEnabled"].instance)
+    assert len(agent.client.walk(TABLE["zanDHCPServerLeasesTable"].oid)) == 12
+    assert api.count(DHCP) == 1
+
+
+def test_the_dhcp_scalar_answers_from_a_reply_without_leases(agent, api):
+    api.fields["dhcp"] = {"enabled": True}
+    assert agent.client.walk(TABLE["zanDHCPServerLeasesTable"].oid) == []
+    assert agent.client.value(SCALAR["zanDHCPServerEnabled"].instance) == b"True"
+    assert api.count(DHCP) == 1
+
+
+def test_a_walk_asks_each_query_once(agent, api):
+    assert router() == api.fields
+    agent.client.walk(SCALARS[0].oid[:-2])
+    assert sorted(api.targets()) == QUERIES
