@@ -1,0 +1,263 @@
+"""The MIB module as libsmi reads it: the documentation is made from it, and the agent is tested against it."""
+
+from __future__ import annotations
+
+import os
+import subprocess
+import xml.etree.ElementTree as ElementTree
+from dataclasses import dataclass
+from pathlib import Path
+from typing import Dict, List, Optional, Tuple
+
+NAME = "ZAN-SNMPEXT-MIB"
+TEMPLATE = Path(__file__).with_name(f"{NAME}.txt.in")
+
+#: The number that RFC 5612 sets aside for documentation.
+DOCUMENTATION_NUMBER = 32473
+
+Oid = Tuple[int, ...]
+Paragraphs = Tuple[str, ...]
+
+
+class MibError(Exception):
+    """libsmi could not read the module, or the module breaks a rule of this project."""
+
+
+@dataclass(frozen=True)
+class Type:
+    """What a value is: `name` is that of a textual convention of ours, else that of a base type of SMIv2."""
+
+    name: str
+    base: str  # OctetString, Integer32 or TimeTicks
+    ranges: Tuple[Tuple[int, int], ...]  # of the number, or of the text's length in octets; empty: any
+    hint: str
+    description: Paragraphs
+
+    def allows(self, value: object) -> bool:
+        """Whether a decoded value is of this type and within its range or size."""
+        if self.base == "OctetString":
+            measure = len(value) if isinstance(value, bytes) else None
+        else:
+            measure = value if isinstance(value, int) else None
+        if measure is None:
+            return False
+        return not self.ranges or any(low <= measure <= high for low, high in self.ranges)
+
+
+@dataclass(frozen=True)
+class Source:
+    """Where a value comes from: the API's query, and members below its result ("[]": of each element)."""
+
+    query: str
+    members: Tuple[str, ...]
+
+
+@dataclass(frozen=True)
+class Object:
+    """A scalar or a column; `oid` is without the instance."""
+
+    name: str
+    oid: Oid
+    type: Type
+    access: str  # as smidump writes it: readonly, noaccess
+    units: Optional[str]
+    description: Paragraphs
+    source: Optional[Source]
+
+
+@dataclass(frozen=True)
+class Table:
+    """A table; `columns` are those that are served, `indexes` those that are only part of the instance."""
+
+    name: str
+    oid: Oid
+    entry: str
+    description: Paragraphs
+    source: Optional[Source]
+    columns: Tuple[Object, ...]
+    indexes: Tuple[Object, ...]
+
+
+@dataclass(frozen=True)
+class Notification:
+    """A notification and the objects that it carries."""
+
+    name: str
+    oid: Oid
+    objects: Tuple[str, ...]
+    description: Paragraphs
+
+
+@dataclass(frozen=True)
+class Group:
+    """A conformance group."""
+
+    name: str
+    oid: Oid
+    description: Paragraphs
+    members: Tuple[str, ...]
+
+
+@dataclass(frozen=True)
+class Mib:
+    """The whole module; every tuple is in the order of the OIDs."""
+
+    root: Oid
+    description: Paragraphs
+    types: Tuple[Type, ...]
+    nodes: Dict[str, Oid]  # everything that has a name and an OID
+    scalars: Tuple[Object, ...]
+    tables: Tuple[Table, ...]
+    notifications: Tuple[Notification, ...]
+    groups: Tuple[Group, ...]
+    mandatory: Tuple[str, ...]  # groups that the compliance statement demands
+
+    @property
+    def objects(self) -> Oid:
+        """The arc that all objects are below."""
+        return self.nodes["zanObjects"]
+
+    @property
+    def columns(self) -> List[Object]:
+        """The columns that are served, of all tables."""
+        return [column for table in self.tables for column in table.columns]
+
+    def name_of(self, oid: Oid) -> str:
+        """The name of a node."""
+        return next(name for name, known in self.nodes.items() if known == oid)
+
+
+def render(folder: Path, number: int = DOCUMENTATION_NUMBER) -> Path:
+    """Make the module from the template as the build does it, for those who have no build."""
+    made = folder / f"{NAME}.txt"
+    made.write_text(TEMPLATE.read_text(encoding="ascii").replace("@ZAN_ENTERPRISE_NUMBER@", str(number)),
+                    encoding="ascii")
+    return made
+
+
+def fetch_base() -> Path:
+    """The folder of the modules that the MIB module imports from, fetched unless it is there."""
+    done = subprocess.run([str(TEMPLATE.parent / "base" / "fetch")], stdin=subprocess.DEVNULL,
+                          stdout=subprocess.PIPE, check=False)
+    if done.returncode:
+        raise MibError("there are no base modules, see above")
+    return Path(done.stdout.decode().strip())
+
+
+def load(mib: Path, base: Path) -> Mib:
+    """Read a built MIB module with libsmi; `base` is the folder of the modules that it imports from."""
+    return _Reader(dump(mib, base)).mib()
+
+
+def dump(mib: Path, base: Path) -> ElementTree.Element:
+    """libsmi's XML of the module; MibError on any complaint."""
+    command = ["smidump", "--config=/dev/null", "--format=xml", str(mib.resolve())]
+    try:
+        done = subprocess.run(command, env={**os.environ, "SMIPATH": str(base)}, stdin=subprocess.DEVNULL,
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False)
+    except FileNotFoundError as error:
+        raise MibError("smidump is missing (Debian package: smitools)") from error
+    complaint = done.stderr.decode(errors="replace").strip()
+    if done.returncode or complaint:
+        raise MibError(f"smidump cannot read {mib} with the base modules in {base}:\n{complaint}")
+    root = ElementTree.fromstring(done.stdout)
+    if root.find("module") is None or root.find("module").get("name") != NAME:
+        raise MibError(f"{mib} is not {NAME}")
+    return root
+
+
+def dotted(oid: Oid) -> str:
+    """An OID as text."""
+    return ".".join(map(str, oid))
+
+
+class _Reader:
+    def __init__(self, root: ElementTree.Element) -> None:
+        self._root = root
+        types = root.iterfind("typedefs/typedef")
+        self._types = {type_.get("name"): self._defined_type(type_) for type_ in types}
+
+    def mib(self) -> Mib:
+        nodes = {element.get("name"): _oid(element) for element in self._root.iter() if element.get("oid")}
+        compliances = self._root.findall("compliances/compliance")
+        return Mib(
+            root=nodes[self._root.find("module").find("identity").get("node")],
+            description=_paragraphs(self._root.find("module/description")),
+            types=tuple(self._types.values()),
+            nodes=nodes,
+            scalars=_sorted(self._object(element) for element in self._root.iterfind("nodes/scalar")),
+            tables=_sorted(self._table(element) for element in self._root.iterfind("nodes/table")),
+            notifications=_sorted(map(_notification, self._root.iterfind("notifications/notification"))),
+            groups=_sorted(map(_group, self._root.iterfind("groups/group"))),
+            mandatory=tuple(group.get("name") for statement in compliances
+                            for group in statement.iterfind("requires/mandatory")))
+
+    def _table(self, element: ElementTree.Element) -> Table:
+        row = element.find("row")
+        index_names = {index.get("name") for index in row.iterfind("linkage/index")}
+        columns = [self._object(column) for column in row.iterfind("column")]
+        return Table(
+            name=element.get("name"), oid=_oid(element), entry=row.get("name"),
+            description=_paragraphs(element.find("description")), source=_source(element),
+            columns=tuple(column for column in columns if column.name not in index_names),
+            indexes=tuple(column for column in columns if column.name in index_names))
+
+    def _object(self, element: ElementTree.Element) -> Object:
+        return Object(
+            name=element.get("name"), oid=_oid(element), type=self._type_of(element.find("syntax")),
+            access=element.findtext("access"), units=element.findtext("units"),
+            description=_paragraphs(element.find("description")), source=_source(element))
+
+    def _type_of(self, syntax: ElementTree.Element) -> Type:
+        named = syntax.find("type")
+        if named is None:
+            return self._defined_type(syntax.find("typedef"))
+        name = named.get("name")
+        return self._types.get(name) or Type(name, name, (), "", ())
+
+    @staticmethod
+    def _defined_type(element: ElementTree.Element) -> Type:
+        base = element.get("basetype")
+        ranges = tuple((int(limits.get("min")), int(limits.get("max")))
+                       for limits in element.iterfind("range"))
+        return Type(element.get("name", base), base, ranges, element.findtext("format", ""),
+                    _paragraphs(element.find("description")))
+
+
+def _oid(element: ElementTree.Element) -> Oid:
+    return tuple(int(arc) for arc in element.get("oid").split("."))
+
+
+def _sorted(items):
+    return tuple(sorted(items, key=lambda item: item.oid))
+
+
+def _paragraphs(element: Optional[ElementTree.Element]) -> Paragraphs:
+    if element is None:
+        return ()
+    lines = [line.strip() for line in (element.text or "").strip().splitlines()]
+    return tuple(paragraph.replace("\n", " ") for paragraph in "\n".join(lines).split("\n\n"))
+
+
+def _source(element: ElementTree.Element) -> Optional[Source]:
+    reference = element.find("reference")
+    if reference is None:
+        return None
+    text = " ".join(_paragraphs(reference))
+    lead, _, rest = text.partition(", ")
+    query, colon, members = rest.partition(": ")
+    if lead != "Management API" or not colon:
+        raise MibError(f"{element.get('name')}: a REFERENCE is of the form Management API, QUERY: MEMBERS; "
+                       f"this one is {text}")
+    return Source(query.replace(" ", ""), tuple(member.strip() for member in members.split(",")))
+
+
+def _notification(element: ElementTree.Element) -> Notification:
+    return Notification(element.get("name"), _oid(element),
+                        tuple(object_.get("name") for object_ in element.iterfind("objects/object")),
+                        _paragraphs(element.find("description")))
+
+
+def _group(element: ElementTree.Element) -> Group:
+    return Group(element.get("name"), _oid(element), _paragraphs(element.find("description")),
+                 tuple(member.get("name") for member in element.iterfind("members/member")))
