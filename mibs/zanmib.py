@@ -1,4 +1,4 @@
-"""The MIB module as libsmi reads it: the documentation is made from it, and the agent is tested against it."""
+"""The MIB module as libsmi reads it: documentation is made from it, and the agent is tested against it."""
 
 from __future__ import annotations
 
