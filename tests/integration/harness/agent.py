@@ -23,8 +23,8 @@ EVERYTHING = 0
 # The log of everything is named first: named last, it would get no more than its lowest priority.
 _PRIORITIES = {EVERYTHING: "3-7", 3: "3-3", 4: "4-4", 5: "5-5", 6: "6-6", 7: "7-7"}
 
-#: Parts of Debian's agent that log at priority 3 whatever is loaded: one registers twice when the configuration is
-#: read again, the other wants a fixed TCP port, which only one agent can have.
+#: Parts of Debian's agent that log at priority 3 whatever is loaded: one registers twice when the
+#: configuration is read again, the other wants a fixed TCP port, which only one agent can have.
 _NOISY_MODULES = "-ipAddressTable,smux"
 
 V3_USER, V3_AUTH, V3_PRIV = "zanuser", "authentication", "encryption"
@@ -158,8 +158,8 @@ class Agent:
     def hup(self) -> None:
         """Make the agent read its configuration again, and return when it has.
 
-        The agent closes and opens its logs, and writes a line feed into each before it closes it; where nothing
-        was left to take(), that line feed is taken away.
+        The agent closes and opens its logs, and writes a line feed into each before it closes it; where
+        nothing was left to take(), that line feed is taken away.
         """
         restarts = self._restarts()
         before = {priority: self._log_size(priority) for priority in _PRIORITIES}

@@ -143,6 +143,16 @@ class Scalar(NamedTuple):
         """The value as the client decodes it."""
         return self.value.encode() if isinstance(self.value, str) else self.value
 
+    @property
+    def served(self) -> Tuple[Oid, int, Any]:
+        """OID, tag and value with the router above."""
+        return self.instance, self.tag, self.expected
+
+    @property
+    def failed(self) -> Tuple[Oid, int, Any]:
+        """OID, tag and value when the API gives nothing."""
+        return self.instance, self.tag, self.fallback
+
 
 _S, _I, _T = OCTET_STRING, INTEGER, TIMETICKS
 
@@ -318,7 +328,7 @@ QUERIES = sorted({entry.query for entry in [*SCALARS, *TABLES] if entry.query})
 
 def expected_tree() -> List[Tuple[Oid, int, Any]]:
     """OID, tag and value of everything below the objects' arc, in the order of a walk."""
-    tree = [(scalar.instance, scalar.tag, scalar.expected) for scalar in SCALARS]
+    tree = [scalar.served for scalar in SCALARS]
     for table in TABLES:
         tree += table.expected()
     return sorted(tree)

@@ -12,7 +12,8 @@ from .snmp import INTEGER, OCTET_STRING, TIMETICKS, Oid, dotted
 LOGINS = {
     "SNMPv1": ["-v", "1", "-c", "public"],
     "SNMPv2c": ["-v", "2c", "-c", "public"],
-    "SNMPv3": ["-v", "3", "-l", "authPriv", "-u", V3_USER, "-a", "SHA", "-A", V3_AUTH, "-x", "AES", "-X", V3_PRIV],
+    "SNMPv3": ["-v", "3", "-l", "authPriv", "-u", V3_USER, "-a", "SHA", "-A", V3_AUTH, "-x", "AES",
+               "-X", V3_PRIV],
 }
 
 #: Numeric names, numeric TimeTicks, no names for enumerations.
@@ -22,7 +23,8 @@ FORMAT = ["-On", "-Ot", "-Oe"]
 def run(tool: str, agent: Agent, login: Sequence[str], *arguments: str,
         check: bool = True) -> subprocess.CompletedProcess:
     """Run one of the tools against an agent."""
-    command = [tool, *login, *FORMAT, "-t", str(deadline(5)), "-r", "0", f"127.0.0.1:{agent.port}", *arguments]
+    address = f"127.0.0.1:{agent.port}"
+    command = [tool, *login, *FORMAT, "-t", str(deadline(5)), "-r", "0", address, *arguments]
     environment = {**os.environ, "MIBS": "", "SNMP_PERSISTENT_DIR": str(agent.folder / "tools"),
                    "SNMPCONFPATH": str(agent.folder)}
     return subprocess.run(command, env=environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
