@@ -1,0 +1,99 @@
+# shellcheck shell=bash
+# The demo inside its namespaces: router, agent and manager. Sourced after scripts/lib.sh.
+# shellcheck disable=SC2034 # what is set here is used by the modes
+
+DEMO=/run/demo
+API_SOCKET=/run/api/http.sock
+API_LOG=${ZAN_TEMP:?}/requests
+AGENT_LOG=$ZAN_TEMP/agent.log
+TRAP_LOG=$ZAN_TEMP/traps
+TRAP_PORT=1162
+AGENT=127.0.0.1:$PORT
+CACHE_SECONDS=5
+
+# The manager's settings, for the tools of the package snmp.
+MIB_FOLDERS=$BUILD_DIR/mibs:$ZAN_ROOT/tools/demo/mibs
+V2C=(-v2c -c public)
+
+enter_demo() {
+    # In namespaces without a network of their own this is up already.
+    ip link set lo up
+    mkdir -p "$DEMO/conf" "$DEMO/persistent" "$(dirname -- "$API_SOCKET")"
+    # Apart from the folder of snmpd.conf, which the agent would rewrite otherwise.
+    export SNMP_PERSISTENT_DIR=$DEMO/persistent
+    export SNMPCONFPATH=$DEMO/conf MIBDIRS=$MIB_FOLDERS MIBS=ZAN-SNMPEXT-MIB:SNMPv2-MIB
+}
+
+# until_true SECONDS COMMAND...: waits for the command to succeed.
+until_true() {
+    local end=$((SECONDS + $1))
+    shift
+    until "$@"; do
+        ((SECONDS < end)) || return 1
+        sleep 0.1
+    done
+}
+
+api_listens() {
+    [[ -S $API_SOCKET ]]
+}
+
+start_router() {
+    "$ZAN_ROOT/tools/zan-router-sim" --socket "$API_SOCKET" --scenario "$SCENARIO" --log "$API_LOG" \
+        >"$ZAN_TEMP/router.out" 2>&1 &
+    ROUTER=$!
+    until_true 20 router_says_something || true
+    if ! kill -0 "$ROUTER" 2>/dev/null; then
+        die "the simulated router did not start:" "$(cat "$ZAN_TEMP/router.out")"
+    fi
+}
+
+router_says_something() {
+    ! kill -0 "$ROUTER" 2>/dev/null || grep -q 'serving' "$API_LOG" 2>/dev/null
+}
+
+# The enterprise number that the build was made with.
+enterprise_number() {
+    sed -n 's/^ZAN_ENTERPRISE_NUMBER:[A-Z]*=//p' "$BUILD_DIR/CMakeCache.txt"
+}
+
+write_agent_configuration() {
+    cat >"$DEMO/conf/snmpd.conf" <<CONF
+agentaddress udp:$AGENT
+dlmod zansnmpext $BUILD_DIR/zansnmpext.so
+
+# Managers may read the module's objects and nothing else.
+view router included .1.3.6.1.4.1.$(enterprise_number).14.1
+rocommunity public 127.0.0.1 -V router
+createUser demo SHA-256 demo-auth-phrase AES demo-priv-phrase
+rouser demo authpriv -V router
+
+trap2sink 127.0.0.1:$TRAP_PORT public
+CONF
+}
+
+# A value that the module has without asking the router's API.
+agent_answers() {
+    ! kill -0 "$SNMPD" 2>/dev/null ||
+        snmpget "${V2C[@]}" -r 0 -t 0.5 "$AGENT" zanDiagnosticsSNMP.0 >/dev/null 2>&1
+}
+
+start_agent() {
+    write_agent_configuration
+    /usr/sbin/snmpd -f -r -C -c "$DEMO/conf/snmpd.conf" -Lf "$AGENT_LOG" &
+    SNMPD=$!
+    until_true 20 agent_answers || true
+    if ! kill -0 "$SNMPD" 2>/dev/null; then
+        die "snmpd did not start; its log:" "$(cat "$AGENT_LOG")"
+    fi
+    agent_answers || die "snmpd does not answer for the module; its log:" "$(tail -n 20 "$AGENT_LOG")"
+}
+
+# set_router PATH=VALUE...: edits the scenario, as a person would from a shell.
+set_router() {
+    local options=() assignment
+    for assignment in "$@"; do
+        options+=(--set "$assignment")
+    done
+    "$ZAN_ROOT/tools/zan-router-sim" --scenario "$SCENARIO" "${options[@]}"
+}

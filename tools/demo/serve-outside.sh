@@ -1,0 +1,47 @@
+# shellcheck shell=bash
+# The demo for other people's tools, outside: says what can be tried, then shows the requests that reach the router's
+# API. Sourced by scripts/demo.
+
+print_serve_help() {
+    local first enter=(nsenter -t)
+    read -r first <"/proc/$INSIDE/task/$INSIDE/children"
+    enter+=("$first" -i)
+    [[ $(id -u) -eq 0 ]] || enter+=(-U --preserve-credentials)
+    cat <<HELP
+
+${GREEN}The agent answers on 127.0.0.1, UDP port $PORT.$PLAIN Ctrl-C ends it. To be tried in another terminal:
+
+${CYAN}So that the tools know the names:$PLAIN
+  export MIBDIRS=$BUILD_DIR/mibs:$ZAN_ROOT/tools/demo/mibs MIBS=ZAN-SNMPEXT-MIB:SNMPv2-MIB
+${CYAN}SNMPv1, v2c and v3:$PLAIN
+  snmpget -v1 -c public 127.0.0.1:$PORT zanRouterSerialNumber.0
+  snmpwalk -v2c -c public 127.0.0.1:$PORT zanCellularInterface
+  snmpbulkwalk -v2c -c public 127.0.0.1:$PORT zanObjects
+  snmptable -v2c -c public -Ci -Cb 127.0.0.1:$PORT zanDHCPServerLeasesTable
+  snmpget -v3 -u demo -l authPriv -a SHA-256 -A demo-auth-phrase -x AES -X demo-priv-phrase \\
+      127.0.0.1:$PORT zanRouterModelId.0
+${CYAN}Change the router (or edit the file; an edit is in force at once):$PLAIN
+  $ZAN_ROOT/tools/zan-router-sim --scenario $SCENARIO --set stats/ppp/rssiDbm=-113
+  $ZAN_ROOT/tools/zan-router-sim --scenario $SCENARIO --set fault=down
+  $ZAN_ROOT/tools/zan-router-sim --help
+${CYAN}Receive the router's events (here), and post one (in a third terminal):$PLAIN
+  snmptrapd -f -Lo -C --disableAuthorization=yes udp:127.0.0.1:1162
+  ${enter[*]} $BUILD_DIR/tools/zan-post-event 7
+
+The requests that reach the router's API:
+HELP
+}
+
+until_ready() {
+    while [[ ! -e $ZAN_TEMP/ready ]]; do
+        kill -0 "$INSIDE" 2>/dev/null || return 1
+        sleep 0.1
+    done
+}
+
+if until_ready; then
+    print_serve_help
+    tail -n +1 -F "$ZAN_TEMP/requests" 2>/dev/null |
+        sed -u -E "s/ (200 .*[^)])$/ $GREEN\1$PLAIN/; s/ ([^ ]+ +GET .*\))$/ $YELLOW\1$PLAIN/" &
+    at_exit kill "$!"
+fi
