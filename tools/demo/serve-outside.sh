@@ -3,9 +3,8 @@
 # API. Sourced by scripts/demo.
 
 print_serve_help() {
-    local first enter=(nsenter -t)
-    read -r first <"/proc/$INSIDE/task/$INSIDE/children"
-    enter+=("$first" -i)
+    local enter
+    enter=(nsenter -t "$(first_inside)" -i)
     [[ $(id -u) -eq 0 ]] || enter+=(-U --preserve-credentials)
     cat <<HELP
 
