@@ -16,8 +16,8 @@ MIB_FOLDERS=$BUILD_DIR/mibs:$ZAN_ROOT/tools/demo/mibs
 V2C=(-v2c -c public)
 
 enter_demo() {
-    # In namespaces without a network of their own this is up already.
-    ip link set lo up
+    # A network of its own starts with nothing up; the host's is up, and not ours to touch.
+    [[ -n $(ip link show up dev lo) ]] || ip link set lo up
     mkdir -p "$DEMO/conf" "$DEMO/persistent" "$(dirname -- "$API_SOCKET")"
     # Apart from the folder of snmpd.conf, which the agent would rewrite otherwise.
     export SNMP_PERSISTENT_DIR=$DEMO/persistent

@@ -10,7 +10,7 @@ print_serve_help() {
 
 ${GREEN}The agent answers on 127.0.0.1, UDP port $PORT.$PLAIN Ctrl-C ends it. To be tried in another terminal:
 
-${CYAN}So that the tools know the names:$PLAIN
+${CYAN}First, in each terminal, so that the tools know the names:$PLAIN
   export MIBDIRS=$BUILD_DIR/mibs:$ZAN_ROOT/tools/demo/mibs MIBS=ZAN-SNMPEXT-MIB:SNMPv2-MIB
 ${CYAN}SNMPv1, v2c and v3:$PLAIN
   snmpget -v1 -c public 127.0.0.1:$PORT zanRouterSerialNumber.0
@@ -24,7 +24,7 @@ ${CYAN}Change the router (or edit the file; an edit is in force at once):$PLAIN
   $ZAN_ROOT/tools/zan-router-sim --scenario $SCENARIO --set fault=down
   $ZAN_ROOT/tools/zan-router-sim --help
 ${CYAN}Receive the router's events (here), and post one (in a third terminal):$PLAIN
-  snmptrapd -f -Lo -C --disableAuthorization=yes udp:127.0.0.1:1162
+  snmptrapd -f -Lo -C -M \$MIBDIRS -m \$MIBS --disableAuthorization=yes udp:127.0.0.1:1162
   ${enter[*]} $BUILD_DIR/tools/zan-post-event 7
 
 The requests that reach the router's API:
@@ -40,7 +40,7 @@ until_ready() {
 
 if until_ready; then
     print_serve_help
-    tail -n +1 -F "$ZAN_TEMP/requests" 2>/dev/null |
+    tail -n +1 -F --pid=$$ "$ZAN_TEMP/requests" 2>/dev/null |
         sed -u -E "s/ (200 .*[^)])$/ $GREEN\1$PLAIN/; s/ ([^ ]+ +GET .*\))$/ $YELLOW\1$PLAIN/" &
     at_exit kill "$!"
 fi

@@ -41,6 +41,13 @@ value_of() {
     snmpget "${V2C[@]}" -Oqv "$AGENT" "$1"
 }
 
+# Whether reading the serial number made the agent ask the API.
+fetched_just_now() {
+    mark_api
+    value_of zanRouterSerialNumber.0 >/dev/null
+    [[ -n $(requests_since_mark) ]]
+}
+
 reads_unknown() {
     [[ $(value_of zanRouterSerialNumber.0) == Unknown ]]
 }
@@ -156,16 +163,13 @@ show_events() {
 }
 
 show_outage() {
-    local begin
     heading "The router's API goes down"
-    until_true 20 agent_answers
-    value_of zanRouterSerialNumber.0 >/dev/null
-    begin=$SECONDS
+    waiting "Waiting for the cache to be filled anew" 20 fetched_just_now || warn "the cache did not expire"
     shown_as "zan-router-sim --scenario $(basename -- "$SCENARIO") --set fault=down" set_router fault=down
     shown snmpget "${V2C[@]}" "$AGENT" zanRouterSerialNumber.0
     say "${DIM}That was the cache, which lasts for $CACHE_SECONDS seconds.$PLAIN"
     waiting "Waiting for the cache to expire" 20 reads_unknown || warn "the cache did not expire"
-    say "$((SECONDS - begin)) seconds later: texts read \"Unknown\", numbers 0, tables are empty, nothing is an error."
+    say "Then texts read \"Unknown\", numbers 0, tables are empty, and nothing is an error:"
     shown snmpget "${V2C[@]}" "$AGENT" zanRouterSerialNumber.0 zanRouterUptime.0 zanSerialToIPPort.0
     shown snmptable "${V2C[@]}" -Ci -Cb "$AGENT" zanIpsecTunnelsTable
     say "${DIM}The agent's log says why:$PLAIN"
@@ -187,5 +191,5 @@ show_groups
 show_tables
 show_events
 show_outage
-heading "That was all, in $((SECONDS - begin)) seconds."
+heading "That was all, in $SECONDS seconds."
 say "To try it yourself: $ZAN_SCRIPT --serve keeps the agent running for your own tools."
