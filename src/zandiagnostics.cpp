@@ -45,7 +45,9 @@ std::string zanDiagnosticsServiceSMS()
 
 std::string zanDiagnosticsSNMP()
 {
-    return "SNMP service is running"; // or nobody would answer
+    // No query, or nobody would answer; but a text of this length needs memory, which may be short.
+    return provideText([](Json::Value&) { return true; },
+                       [](const Json::Value&) { return "SNMP service is running"; });
 }
 
 std::string zanDiagnosticsRemoteSyslog()
