@@ -41,6 +41,7 @@ Value provide(Accessor accessor, Value fallback, const Read& read) noexcept
     try {
         Json::Value result;
         if (!accessor(result)) {
+            // NOLINTNEXTLINE(cert-err*,misc-throw-by-value-catch-by-reference): the text itself is thrown.
             throw getDataFailed;
         }
         return read(static_cast<const Json::Value&>(result));

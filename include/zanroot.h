@@ -21,7 +21,7 @@ constexpr oid notificationsArc = 2;
 
 /// The OID made of the module root and `arcs` below it.
 template <class... Arcs>
-constexpr std::array<oid, moduleRoot.size() + sizeof...(Arcs)> belowRoot(Arcs... arcs)
+constexpr std::array<oid, moduleRoot.size() + sizeof...(Arcs)> belowRoot(Arcs... arcs) noexcept
 {
     std::array<oid, moduleRoot.size() + sizeof...(Arcs)> result{};
     std::size_t length = 0;
@@ -43,7 +43,7 @@ struct ObjectOid {
 
 /// The OID root.1.`arcs` of an object or table: group arc first, without the instance.
 template <class... Arcs>
-constexpr ObjectOid objectOid(Arcs... arcs)
+constexpr ObjectOid objectOid(Arcs... arcs) noexcept
 {
     constexpr std::size_t length = moduleRoot.size() + 1 + sizeof...(Arcs);
     static_assert(length <= ObjectOid::maxLength, "no object lies deeper");

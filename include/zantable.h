@@ -45,7 +45,7 @@ enum class Conversion {
 
 /// One column of a table.
 struct Column {
-    Conversion conversion;
+    Conversion conversion = Conversion::position;
     const char* member = nullptr; ///< the row's member; unused by the conversions that read none
 };
 
@@ -79,7 +79,7 @@ public:
         Json::Value (*rows)(Json::Value& result);
     };
 
-    explicit Table(const Description& description) : table(description) {}
+    explicit Table(const Description& description) noexcept : table(description) {}
 
     /// Registers the table with the agent. An allocation that fails is logged and leaves it unregistered.
     void registerWith(const TableHooks& hooks) const;
@@ -150,6 +150,8 @@ void freeRow(void* dataContext) noexcept;
                                   netsnmp_agent_request_info* requestInfo, netsnmp_request_info* requests);  \
     }
 
+// NOLINTBEGIN(bugprone-macro-parentheses): the check takes a pointer's asterisk for a multiplication.
+
 /// Defines what ZAN_DECLARE_TABLE(name) declares, on the zansnmp::Table object `table`.
 #define ZAN_DEFINE_TABLE(name, table)                                                                        \
     void zansnmp::init_##name()                                                                              \
@@ -185,3 +187,5 @@ void freeRow(void* dataContext) noexcept;
     {                                                                                                        \
         return (table).handle(requestInfo, requests);                                                        \
     }
+
+// NOLINTEND(bugprone-macro-parentheses)

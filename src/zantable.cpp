@@ -114,6 +114,7 @@ Json::Value Table::load()
 
     Json::Value result;
     if (!query.get(result)) {
+        // NOLINTNEXTLINE(cert-err*,misc-throw-by-value-catch-by-reference): the text itself is thrown.
         throw getDataFailed;
     }
     Json::Value rows = table.rows(result);
