@@ -25,6 +25,12 @@ if(NOT ZAN_SANITIZE)
     $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE>
     $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
 endif()
+# The same sources give the same bytes, wherever they lie and are built: no path of this machine gets into the debug
+# information, and from there into the build id. Of two maps that fit, the later one counts.
+target_compile_options(zan_hardening INTERFACE
+  $<$<NOT:$<CONFIG:Debug>>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>
+  $<$<NOT:$<CONFIG:Debug>>:-ffile-prefix-map=${PROJECT_BINARY_DIR}=.>)
+
 include(CheckCXXCompilerFlag)
 foreach(flag IN ITEMS -fstack-clash-protection -fcf-protection)
   string(MAKE_C_IDENTIFIER "ZAN_HAS${flag}" has_flag)
