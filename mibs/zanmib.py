@@ -135,12 +135,12 @@ def render(folder: Path, number: int = DOCUMENTATION_NUMBER) -> Path:
     return made
 
 
-def fetch_base() -> Path:
+def fetch_base(*options: str) -> Path:
     """The folder of the modules that the MIB module imports from, fetched unless it is there."""
-    done = subprocess.run([str(TEMPLATE.parent / "base" / "fetch")], stdin=subprocess.DEVNULL,
-                          stdout=subprocess.PIPE, check=False)
+    done = subprocess.run([str(TEMPLATE.parent / "base" / "fetch"), *options], stdin=subprocess.DEVNULL,
+                          stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False)
     if done.returncode:
-        raise MibError("there are no base modules, see above")
+        raise MibError(done.stderr.decode(errors="replace").strip())
     return Path(done.stdout.decode().strip())
 
 
