@@ -150,8 +150,10 @@ packages_of() {
     done | sort -u
 }
 
+# A command of the package's name does as well: npm, for one, often comes with another package of Node.js, which then
+# conflicts with Debian's.
 is_installed() {
-    [[ $(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
+    [[ $(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null) == installed || -x /usr/bin/$1 ]]
 }
 
 apt_get() {
