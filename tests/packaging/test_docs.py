@@ -1,0 +1,110 @@
+"""What the documents say is what the sources, the tools and the packages have."""
+
+import re
+import subprocess
+from collections import Counter
+from pathlib import Path
+from typing import Iterator, List, Set, Tuple
+
+import pytest
+
+ROOT = Path(__file__).resolve().parents[2]
+DOCS = ROOT / "docs"
+
+PRIORITIES = {"LOG_ERR": 3, "LOG_WARNING": 4, "LOG_DEBUG": 7}
+
+#: One call of snmp_log: its priority and the string literals that make up its text.
+SNMP_LOG = re.compile(r'\bsnmp_log\(\s*(\w+)\s*,\s*((?:"(?:[^"\\]|\\.)*"\s*)+)[,)]')
+LITERAL = re.compile(r'"((?:[^"\\]|\\.)*)"')
+
+
+def tracked(*patterns: str) -> List[Path]:
+    """The files of the tree that match the patterns."""
+    return sorted(path for pattern in patterns for path in ROOT.glob(pattern))
+
+
+def logged() -> Set[Tuple[int, str]]:
+    """Priority and text of every line that the module can log, the text as it stands in the source."""
+    texts = set()
+    for source in tracked("src/*.cpp", "include/*.h"):
+        code = re.sub(r"//[^\n]*", "", source.read_text(encoding="utf-8"))
+        calls = list(SNMP_LOG.finditer(code))
+        assert len(calls) == len(re.findall(r"\bsnmp_log\b", code)), f"a log text in {source} is no literal"
+        texts |= {(PRIORITIES[call[1]], "".join(LITERAL.findall(call[2]))) for call in calls}
+    return texts
+
+
+def documented() -> List[Tuple[int, str]]:
+    """The same of operations.md: a heading of level 4 for each text, below one of level 3 for the priority."""
+    lines = []
+    priority = None
+    for line in (DOCS / "operations.md").read_text(encoding="utf-8").splitlines():
+        heading = re.match(r"### Priority (\d)", line)
+        if heading:
+            priority = int(heading[1])
+        text = re.fullmatch(r"#### `(.*)`", line)
+        if text:
+            lines.append((priority, text[1]))
+    return lines
+
+
+def test_every_log_text_is_documented_and_nothing_else():
+    assert len(logged()) == 20
+    assert set(documented()) == logged()
+    assert max(Counter(documented()).values()) == 1
+
+
+def headings(document: Path) -> Set[str]:
+    """The anchors of a document, as they are made of its headings."""
+    text = re.sub(r"^```.*?^```", "", document.read_text(encoding="utf-8"), flags=re.M | re.S)
+    return {re.sub(r"[^\w\- ]", "", title.lower()).strip().replace(" ", "-")
+            for title in re.findall(r"^#+ (.*)$", text, re.M)}
+
+
+def links() -> Iterator[Tuple[Path, str]]:
+    """Every link of the documents to a file or heading of the tree."""
+    for document in tracked("*.md", "docs/*.md"):
+        for target in re.findall(r"\]\(([^)\s]+)\)", document.read_text(encoding="utf-8")):
+            if "://" not in target:
+                yield document, target
+
+
+@pytest.mark.parametrize("document, target", links(), ids=lambda value: str(getattr(value, "name", value)))
+def test_a_link_leads_somewhere(document, target):
+    file, _, anchor = target.partition("#")
+    path = document.parent / file if file else document
+    assert path.exists()
+    if anchor:
+        assert anchor in headings(path)
+
+
+def version() -> str:
+    """The one version, CMake's."""
+    return re.search(r"^project\(zansnmpext\s+VERSION (\S+)", (ROOT / "CMakeLists.txt").read_text("ascii"),
+                     re.M)[1]
+
+
+def test_the_changelog_begins_with_this_version():
+    newest = re.search(r"^## (\S+) - (\d{4}-\d\d-\d\d)$", (ROOT / "CHANGELOG.md").read_text("utf-8"), re.M)
+    assert newest[1] == version()
+
+
+def test_no_other_file_repeats_the_version():
+    """Documents may show the version in file names; what is built takes it from CMake."""
+    built = [path for path in tracked("src/*", "include/*", "tools/*.cpp", "packaging/**/*", "mibs/*.in", "cmake/*")
+             if path.is_file() and version() in path.read_text("utf-8")]
+    assert built == []
+
+
+def options(text: str) -> Set[str]:
+    """The long options that a text names."""
+    return set(re.findall(r"(?<![\w-])--[a-z][a-z-]*", text.replace("\\-", "-")))
+
+
+@pytest.mark.parametrize("page", ["zan-post-event.1", "zan-router-sim.1"])
+def test_a_man_page_has_the_options_of_the_help(page, request):
+    program = {"zan-post-event.1": request.config.getoption("--poster"),
+               "zan-router-sim.1": ROOT / "tools" / "zan-router-sim"}[page]
+    result = subprocess.run([program, "--help"], stdout=subprocess.PIPE, text=True, check=True)
+    manual = (ROOT / "packaging" / "man" / f"{page}.in").read_text("ascii")
+    assert options(manual) == options(result.stdout)
