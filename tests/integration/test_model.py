@@ -116,7 +116,7 @@ def random_value(rng: random.Random, depth: int = 0) -> Json:
 FIXED_VALUES: List[Json] = [
     None, True, False, [], {}, [[]], [None], [1, "2"], {"a": None}, {"a": 1, "b": [2]},
     {"b": 1, "a": 2, "aa": 3, "B": 4, "\u00fc": 5, "": 6, "a\x00": 7}, {"a": {"b": Number("-1e999")}},
-    *generator.TEXTS, *generator.NUMBERS, generator.UNPARSABLE_NUMBER, [generator.UNPARSABLE_NUMBER]]
+    *generator.TEXTS, *generator.NUMBERS, 2**64, generator.UNPARSABLE_NUMBER, [generator.UNPARSABLE_NUMBER]]
 
 
 def test_values_convert_as_in_the_installed_library(library):

@@ -107,8 +107,8 @@ def _as_integer(value: Json, low: int, high: int) -> int:
         if low <= value <= high:
             return int(value)
     elif isinstance(value, float):
-        # The library compares as reals, where the bound 2**64 - 1 is 2**64; the cast of that one
-        # value overflows to 0 in the library as built for this machine.
+        # The library compares as reals, where the bound 2**64 - 1 is 2**64; its cast of that one value
+        # overflows, to 0 on x86-64.
         if float(low) <= value <= float(high):
             return int(value) if int(value) <= high else 0
     raise JsonError("no such integer")
