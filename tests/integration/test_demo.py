@@ -1,0 +1,473 @@
+"""scripts/demo and the helpers that it shares with the other scripts, run as a person would run them."""
+
+import os
+import pty
+import re
+import select
+import shlex
+import signal
+import socket
+import subprocess
+import tempfile
+import time
+from pathlib import Path
+from typing import Any, Callable, Dict, Iterator, List, Optional
+
+import pytest
+
+from harness import ENTERPRISE_NUMBER, MODULE
+
+ROOT = Path(__file__).resolve().parents[2]
+DEMO = ROOT / "scripts" / "demo"
+BUILD = MODULE.parent if (MODULE.parent / "CMakeCache.txt").exists() else ROOT / "build"
+OPTIONS = ["--no-install", "--build-dir", str(BUILD)]
+PATIENCE_SECONDS = 90.0
+SERIAL = "ZAN-SNMPEXT-MIB::zanRouterSerialNumber.0 = STRING: ZR42-0017-3391"
+
+
+def until(condition: Callable[[], Any]) -> Any:
+    """Wait for the condition to hold, and return its value."""
+    end = time.monotonic() + PATIENCE_SECONDS
+    while True:
+        value = condition()
+        if value:
+            return value
+        assert time.monotonic() < end, f"not within {PATIENCE_SECONDS:g} s"
+        time.sleep(0.05)
+
+
+def processes() -> Dict[str, str]:
+    """The command lines of all processes but the zombies, by number."""
+    found = {}
+    for folder in Path("/proc").glob("[0-9]*"):
+        try:
+            found[folder.name] = (folder / "cmdline").read_bytes().replace(b"\0", b" ").decode()
+        except OSError:
+            continue
+    return {number: command for number, command in found.items() if command}
+
+
+def state_of_the_machine() -> Dict[str, Any]:
+    """What a demo could leave behind, or change."""
+    return {
+        "processes": processes(),
+        "mounts": Path("/proc/self/mounts").read_text(),
+        "queues": Path("/proc/sysvipc/msg").read_text(),
+        "ports": [line.split()[1] for line in Path("/proc/net/udp").read_text().splitlines()],
+        "temporary": sorted(str(path) for path in Path("/tmp").glob("zansnmpext.*")),
+        "run": sorted(os.listdir("/run")),
+        "persistent": sorted(os.listdir("/var/lib/snmp")) if os.path.isdir("/var/lib/snmp") else None,
+    }
+
+
+@pytest.fixture(name="unchanged")
+def fixture_unchanged() -> Iterator[None]:
+    """The machine is afterwards as it was before."""
+    before = state_of_the_machine()
+    yield
+    until(lambda: state_of_the_machine()["processes"] == before["processes"])
+    assert state_of_the_machine() == before
+
+
+def run(*arguments: str, prefix: Optional[List[str]] = None) -> "subprocess.CompletedProcess[str]":
+    """Run the demo to its end, without a terminal."""
+    command = [*(prefix or []), str(DEMO), *OPTIONS, *arguments]
+    return subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False,
+                          timeout=PATIENCE_SECONDS)
+
+
+def section(output: str, heading: str) -> str:
+    """The text below a heading, up to the next empty line."""
+    match = re.search(rf"^{re.escape(heading)}.*?$(.*?)(?:\n\n|\Z)", output, re.DOTALL | re.MULTILINE)
+    assert match, f"no heading {heading!r} in:\n{output}"
+    return match.group(1)
+
+
+def mib_definitions(pattern: str) -> List[Any]:
+    """What the pattern's groups catch in the MIB, in its order."""
+    return re.findall(pattern, (BUILD / "mibs" / "ZAN-SNMPEXT-MIB.txt").read_text(), re.MULTILINE)
+
+
+# --- The tour ----------------------------------------------------------------------------------------
+
+@pytest.fixture(name="tour", scope="module")
+def fixture_tour() -> "subprocess.CompletedProcess[str]":
+    """One run of the demo, for all that is to be seen of it."""
+    before = state_of_the_machine()
+    done = run()
+    assert state_of_the_machine() == before
+    return done
+
+
+def test_it_ends_well_without_complaints_and_without_colour(tour: "subprocess.CompletedProcess[str]") -> None:
+    assert (tour.returncode, tour.stderr) == (0, "")
+    assert "\x1b" not in tour.stdout and "\r" not in tour.stdout
+    assert re.search(r"^That was all, in \d+ seconds\.$", tour.stdout, re.MULTILINE)
+
+
+def test_single_values_are_read_by_name_and_ask_the_api(tour: "subprocess.CompletedProcess[str]") -> None:
+    text = section(tour.stdout, "Values of the router")
+    assert SERIAL in text
+    assert "ZAN-SNMPEXT-MIB::zanRouterUptime.0 = Timeticks: " in text
+    assert len(re.findall(r"^  [\d:.]+ 200 +GET /api\?fields=", text, re.MULTILINE)) == 3
+
+
+def test_a_second_get_asks_the_api_nothing(tour: "subprocess.CompletedProcess[str]") -> None:
+    text = section(tour.stdout, "Once more within 5 seconds")
+    assert SERIAL in text
+    assert text.endswith("\nThe router's API was asked nothing.")
+
+
+def test_a_group_is_walked(tour: "subprocess.CompletedProcess[str]") -> None:
+    text = section(tour.stdout, "A walk of one group")
+    assert len(re.findall(r"^ZAN-SNMPEXT-MIB::zanRadio\w+\.0 = STRING: \S", text, re.MULTILINE)) == 11
+
+
+def test_all_scalars_are_shown_under_their_groups(tour: "subprocess.CompletedProcess[str]") -> None:
+    text = section(tour.stdout, "All groups")
+    shown = re.findall(r"^  (zan\w+) +\S", text, re.MULTILINE)
+    objects = mib_definitions(r"^(\w+) OBJECT-TYPE\n(?:.+\n|\n)*? *::= \{ (\w+) \d+ \}")
+    scalars = [name for name, parent in objects
+               if not name.endswith(("Table", "Entry")) and not parent.endswith("Entry")]
+    assert len(shown) == 108
+    assert sorted(shown) == sorted(scalars)
+    assert re.search(r"^\d+ values, with those of the tables, .* no query twice\.$", text, re.MULTILINE)
+
+
+def test_the_six_tables_have_their_rows(tour: "subprocess.CompletedProcess[str]") -> None:
+    text = section(tour.stdout, "The six tables")
+    assert len(re.findall(r"^ +index +Position ", text, re.MULTILINE)) == 6
+    rows = re.findall(r"^ +(\d+) +(\d+) +(\S.*\S)$", text, re.MULTILINE)
+    assert len(rows) == 2 + 2 + 1 + 2 + 3 + 1
+    assert all(int(index) == int(position) + 1 for index, position, _ in rows)
+    for name in ("maintenance", "headquarters", "gre-depot", "depot-lan", "192.168.1.101", "192.168.1.20"):
+        assert name in text
+
+
+def test_v1_and_v3_read_the_same(tour: "subprocess.CompletedProcess[str]") -> None:
+    text = section(tour.stdout, "SNMPv1, and SNMPv3")
+    assert "snmpget -v1 " in text and "snmpget -v3 " in text
+    assert text.count(SERIAL) == 2
+
+
+def test_eleven_notifications_arrive_by_name_and_in_order(tour: "subprocess.CompletedProcess[str]") -> None:
+    text = section(tour.stdout, "Events of the router")
+    arrived = re.findall(r"SNMPv2-MIB::snmpTrapOID\.0 = ZAN-SNMPEXT-MIB::(zanEvent\d+)$", text, re.MULTILINE)
+    assert arrived == [f"zanEvent{number}" for number in range(1, 12)]
+    assert arrived == mib_definitions(r"^(\w+) NOTIFICATION-TYPE")
+
+
+def test_an_outage_and_the_recovery_are_shown(tour: "subprocess.CompletedProcess[str]") -> None:
+    down = section(tour.stdout, "The router's API goes down")
+    cached, _, unknown = down.partition("That was the cache")
+    assert SERIAL in cached and "--set fault=down" in cached
+    for line in ("zanRouterSerialNumber.0 = STRING: Unknown", "zanRouterUptime.0 = Timeticks: (0) 0:00:00.00",
+                 "zanSerialToIPPort.0 = INTEGER: 0", "zanIpsecTunnelsTable: No entries",
+                 "curl_easy_perform failed"):
+        assert line in unknown
+    back = section(tour.stdout, "The API comes back")
+    assert SERIAL in back and "zanSerialToIPPort.0 = INTEGER: 4001" in back
+
+
+# --- Serving -----------------------------------------------------------------------------------------
+
+class Terminal:
+    """The demo on a terminal of its own."""
+
+    def __init__(self, *arguments: str) -> None:
+        self.text = ""
+        self.status: Optional[int] = None
+        self._closed = False
+        self.process_id, self._terminal = pty.fork()
+        if self.process_id == 0:
+            environment = {name: value for name, value in os.environ.items() if name != "NO_COLOR"}
+            environment["TERM"] = "xterm"
+            os.execve(DEMO, [str(DEMO), *OPTIONS, *arguments], environment)
+
+    def read_until(self, wanted: str) -> str:
+        """Read until the text is there; all that was read so far."""
+        def found() -> bool:
+            self._read()
+            assert wanted in self.text or not self._closed, f"ended without {wanted!r}: {self.text}"
+            return wanted in self.text
+        until(found)
+        return self.text
+
+    def _read(self) -> None:
+        while select.select([self._terminal], [], [], 0)[0]:
+            try:
+                piece = os.read(self._terminal, 65536)
+            except OSError:  # how Linux says that nobody has the other end open any more
+                self._closed = True
+                return
+            self.text += piece.decode(errors="replace").replace("\r\n", "\n")
+
+    def press(self, keys: bytes) -> None:
+        """Press keys."""
+        os.write(self._terminal, keys)
+
+    def wait(self) -> int:
+        """Wait for the end; the exit status, or minus the signal."""
+        until(self._ended)
+        self._read()
+        os.close(self._terminal)
+        assert self.status is not None
+        return self.status
+
+    def _ended(self) -> bool:
+        self._read()
+        number, raw = os.waitpid(self.process_id, os.WNOHANG)
+        if number:
+            self.status = os.waitstatus_to_exitcode(raw)
+        return bool(number)
+
+    def give_up(self) -> None:
+        """End it if it still runs, as after a failed test."""
+        if self.status is None:
+            os.kill(self.process_id, signal.SIGTERM)
+            self.wait()
+
+
+@pytest.fixture(name="on_terminal")
+def fixture_on_terminal() -> Iterator[Callable[..., Terminal]]:
+    """Starts demos on terminals, and ends them whatever happens."""
+    started: List[Terminal] = []
+
+    def start(*arguments: str) -> Terminal:
+        started.append(Terminal(*arguments))
+        return started[-1]
+
+    yield start
+    for terminal in started:
+        terminal.give_up()
+
+
+@pytest.fixture(name="visible")
+def fixture_visible() -> Iterator[Path]:
+    """A folder that the demo sees inside its namespaces, where /run is another one."""
+    with tempfile.TemporaryDirectory(dir="/tmp") as folder:
+        yield Path(folder)
+
+
+def plain(text: str) -> str:
+    """The text without colours."""
+    return re.sub(r"\x1b\[[0-9;]*[mK]", "", text)
+
+
+def suggested_commands(text: str) -> List[List[str]]:
+    """The commands that the demo suggests, as their words."""
+    joined = plain(text).replace("\\\n", " ")
+    environment = re.search(r"^  export (MIBDIRS=\S+) (MIBS=\S+)$", joined, re.MULTILINE)
+    assert environment
+    os.environ.update(part.split("=", 1) for part in environment.groups())
+    return [shlex.split(os.path.expandvars(line)) for line in re.findall(r"^  (\S.*)$", joined, re.MULTILINE)
+            if not line.startswith("export ")]
+
+
+def output_of(command: List[str]) -> str:
+    """What a suggested command prints; it has to succeed."""
+    done = subprocess.run(command, capture_output=True, text=True, check=False, timeout=PATIENCE_SECONDS)
+    assert (done.returncode, done.stderr) == (0, ""), command
+    return done.stdout
+
+
+def test_serving_keeps_its_word(unchanged: None, on_terminal: Callable[..., Terminal], tmp_path: Path,
+                                monkeypatch: pytest.MonkeyPatch) -> None:
+    # The tools keep an index of certificates there, and say so when they make it.
+    monkeypatch.setenv("SNMP_PERSISTENT_DIR", str(tmp_path))
+    (tmp_path / "cert_indexes").mkdir()
+    monkeypatch.setenv("MIBDIRS", "")
+    monkeypatch.setenv("MIBS", "")
+    terminal = on_terminal("--serve")
+    text = terminal.read_until("200       GET /api?fields=snmp")
+    assert "\x1b[32mThe agent answers on 127.0.0.1, UDP port 1161." in text
+    commands = suggested_commands(text)
+    outputs = {" ".join(command): output_of(command) for command in commands
+               if command[0].startswith("snmp") and command[0] != "snmptrapd"}
+    assert [command.split()[:2] for command in outputs] == [
+        ["snmpget", "-v1"], ["snmpwalk", "-v2c"], ["snmpbulkwalk", "-v2c"], ["snmptable", "-v2c"],
+        ["snmpget", "-v3"]]
+    get_v1, walk, bulkwalk, table, get_v3 = outputs.values()
+    assert get_v1 == SERIAL + "\n"
+    assert get_v3 == "ZAN-SNMPEXT-MIB::zanRouterModelId.0 = STRING: ZR-4200-LTE\n"
+    assert walk.count("\n") == 21 and bulkwalk.count("\n") > 108 and "192.168.1.102" in table
+    terminal.read_until("GET /api?fields=remoteAccess")
+
+    weak, down, instructions = [command for command in commands if "zan-router-sim" in command[0]]
+    assert "usage: zan-router-sim" in output_of(instructions)
+    output_of(weak)
+    output_of(down)
+    terminal.read_until("fault: down")
+
+    [listen] = [command for command in commands if command[0] == "snmptrapd"]
+    [post] = [command for command in commands if command[0] == "nsenter"]
+    with subprocess.Popen(listen, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True) as listener:
+        assert listener.stdout is not None
+        until(lambda: "0100007F:048A" in Path("/proc/net/udp").read_text())
+        output_of(post)
+        received = ""
+        while "snmpTrapOID" not in received:
+            received = listener.stdout.readline()
+        listener.terminate()
+    assert "SNMPv2-MIB::snmpTrapOID.0 = OID: ZAN-SNMPEXT-MIB::zanEvent7" in received
+
+    terminal.press(b"\x03")
+    assert terminal.wait() == 0
+    assert plain(terminal.text).endswith("Stopped; nothing is left running.\n")
+
+
+def test_serving_ends_when_the_agent_does(unchanged: None, on_terminal: Callable[..., Terminal]) -> None:
+    terminal = on_terminal("--serve")
+    terminal.read_until("GET /api?fields=snmp")
+    [agent] = [number for number, command in processes().items()
+               if command.startswith("/usr/sbin/snmpd ") and "/run/demo/" in command]
+    os.kill(int(agent), signal.SIGTERM)
+    assert terminal.wait() == 1
+    assert "the router or the agent has ended" in terminal.text
+
+
+def test_an_edited_scenario_of_ones_own_is_served(unchanged: None, on_terminal: Callable[..., Terminal],
+                                                  visible: Path) -> None:
+    scenario = visible / "mine.json"
+    scenario.write_text('{"api": {"system": {"deviceId": "FIRST"}}}')
+    terminal = on_terminal("--serve", "--port", "1261", "--scenario", str(scenario))
+    text = terminal.read_until("GET /api?fields=snmp")
+    get = ["snmpget", "-v2c", "-c", "public", "-Oqv", "127.0.0.1:1261",
+           f".1.3.6.1.4.1.{ENTERPRISE_NUMBER}.14.1.1.8.2.0"]
+    environment = {**os.environ, "MIBS": "", "SNMP_PERSISTENT_DIR": str(visible)}
+    assert f"--scenario {scenario} --set" in plain(text)
+
+    def serial() -> str:
+        return subprocess.run(get, env=environment, capture_output=True, text=True, check=True).stdout
+
+    assert serial() == '"FIRST"\n'
+    scenario.write_text('{"api": {"system": {"deviceId": "SECOND"}}}')
+    until(lambda: serial() == '"SECOND"\n')
+    terminal.press(b"\x03")
+    assert terminal.wait() == 0
+
+
+@pytest.mark.parametrize("number, status", [(signal.SIGTERM, 0), (signal.SIGHUP, 0), (signal.SIGKILL, -9)])
+def test_no_process_and_no_mount_outlives_it(on_terminal: Callable[..., Terminal], number: int,
+                                             status: int) -> None:
+    before = state_of_the_machine()
+    terminal = on_terminal("--serve")
+    terminal.read_until("GET /api?fields=snmp")
+    os.kill(terminal.process_id, number)
+    assert terminal.wait() == status
+    until(lambda: processes() == before["processes"])
+    after = state_of_the_machine()
+    if number == signal.SIGKILL:
+        # Nobody is left to remove the folder of temporary files.
+        [left] = set(after["temporary"]) - set(before["temporary"])
+        subprocess.run(["rm", "-r", left], check=True)
+        after["temporary"] = before["temporary"]
+    assert after == before
+
+
+def test_the_tour_can_be_cut_short(unchanged: None, on_terminal: Callable[..., Terminal]) -> None:
+    terminal = on_terminal()
+    terminal.read_until("All groups")
+    terminal.press(b"\x03")
+    assert terminal.wait() == 130
+
+
+def test_what_cannot_be_seen_inside_is_told(unchanged: None) -> None:
+    done = run("--scenario", "/run/router.json")
+    assert (done.returncode, done.stdout) == (1, "")
+    assert "/run/router.json cannot be seen inside" in done.stderr
+
+
+# --- What can be wrong -------------------------------------------------------------------------------
+
+def test_a_taken_port_is_told(unchanged: None) -> None:
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as other:
+        other.bind(("127.0.0.1", 1161))
+        done = run("--serve")
+    assert done.returncode == 1
+    assert "the agent cannot have UDP port 1161 of 127.0.0.1: Address already in use" in done.stderr
+    assert "--port" in done.stderr
+
+
+def test_refused_namespaces_are_told(unchanged: None) -> None:
+    done = run(prefix=["setpriv", "--bounding-set=-sys_admin", "--inh-caps=-sys_admin"])
+    assert done.returncode == 1
+    assert "this machine refuses private namespaces: unshare: unshare failed: Operation not" in done.stderr
+    assert "In a container:" in done.stderr
+
+
+def test_a_bad_scenario_is_told_before_anything_is_built(unchanged: None, visible: Path) -> None:
+    scenario = visible / "bad.json"
+    scenario.write_text('{\n"api": {\n"sistem": {}}}')
+    done = run("--scenario", str(scenario))
+    assert (done.returncode, done.stdout) == (1, "")
+    assert f'{scenario}:3:1: unknown field "sistem" (did you mean "system"?)' in done.stderr
+
+
+@pytest.mark.parametrize("arguments, message", [
+    (["--nonsense"], 'unknown argument "--nonsense"'), (["--port"], "--port needs a number"),
+    (["--port", "70000"], "--port needs a number"), (["--scenario"], "--scenario needs a file")])
+def test_bad_arguments_are_told(unchanged: None, arguments: List[str], message: str) -> None:
+    done = run(*arguments)
+    assert (done.returncode, done.stdout) == (2, "")
+    assert message in done.stderr and "--help" in done.stderr
+
+
+def test_help_tells_every_option(unchanged: None) -> None:
+    done = run("--help")
+    assert (done.returncode, done.stderr) == (0, "")
+    for option in ("--serve", "--port", "--scenario", "--build-dir", "--no-install", "--help"):
+        assert f"  {option}" in done.stdout
+
+
+# --- Packages ----------------------------------------------------------------------------------------
+
+def install(tmp_path: Path, apt_get: str, group: str = "run") -> "subprocess.CompletedProcess[str]":
+    """ensure_packages on a machine without snmpd, with an apt-get that does what the script says."""
+    tools = {
+        "dpkg-query": 'case "${!#}" in snmpd) exit 1 ;; *) printf installed ;; esac',
+        "apt-get": f'printf "%s\\n" "$*" >>"{tmp_path}/calls"\n{apt_get}',
+    }
+    for name, text in tools.items():
+        (tmp_path / name).write_text(f"#!/bin/bash\n{text}\n")
+        (tmp_path / name).chmod(0o755)
+    (tmp_path / "calls").write_text("")
+    script = f"set -euo pipefail; source {ROOT}/scripts/lib.sh; ensure_packages {group}"
+    environment = {**os.environ, "PATH": f"{tmp_path}:{os.environ['PATH']}"}
+    return subprocess.run(["bash", "-c", script], env=environment, capture_output=True, text=True, check=False,
+                          timeout=PATIENCE_SECONDS)
+
+
+def test_what_is_missing_is_installed_and_named(tmp_path: Path) -> None:
+    done = install(tmp_path, "exit 0")
+    assert done.returncode == 0
+    assert "Installing snmpd ...\n" in done.stdout
+    assert (tmp_path / "calls").read_text() == "-y install --no-install-recommends snmpd\n"
+
+
+def test_old_package_lists_are_renewed(tmp_path: Path) -> None:
+    done = install(tmp_path, f'[[ $2 == update ]] && touch {tmp_path}/new; [[ -e {tmp_path}/new ]]')
+    assert (done.returncode, done.stderr) == (0, "")
+    assert [line.split()[1] for line in (tmp_path / "calls").read_text().splitlines()] == [
+        "install", "update", "install"]
+
+
+def test_no_network_for_packages_is_told(tmp_path: Path) -> None:
+    done = install(tmp_path, "echo 'Temporary failure resolving the mirror'; exit 100")
+    assert done.returncode == 1
+    assert "Temporary failure resolving" in done.stderr
+    assert "apt-get cannot reach a package mirror: no network" in done.stderr
+    assert "apt-get install snmpd" in done.stderr
+
+
+def test_a_package_that_cannot_be_installed_is_told(tmp_path: Path) -> None:
+    done = install(tmp_path, "[[ $2 == update ]] || { echo 'Unable to locate package snmpd'; exit 100; }")
+    assert done.returncode == 1
+    assert "Unable to locate package snmpd" in done.stderr
+    assert "apt-get could not install these packages" in done.stderr
+
+
+def test_an_unknown_group_of_packages_is_told(tmp_path: Path) -> None:
+    done = install(tmp_path, "exit 0", group="nonsense")
+    assert done.returncode == 1
+    assert 'scripts/packages has no group "nonsense"' in done.stderr
