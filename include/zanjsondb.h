@@ -64,15 +64,15 @@ private:
     std::uint32_t fetches = 0; ///< successful fetches so far
 };
 
-/// libcurl's write function: appends `size * count` bytes to the response buffer.
+/// libcurl's write function (a curl_write_callback): appends `size * count` bytes to the response buffer.
 ///
-/// @param data    the bytes received; not owned
+/// @param data    the bytes received; not owned, not written
 /// @param size    size of one item
 /// @param count   number of items
 /// @param buffer  the std::string to append to; null makes the transfer fail
 /// @return the number of bytes taken; 0 (which makes the transfer fail) without a buffer, or when memory is
 /// short
 /// @throws std::length_error  "basic_string::append", when the buffer would pass its maximum size
-std::size_t appendResponse(const char* data, std::size_t size, std::size_t count, void* buffer);
+std::size_t appendResponse(char* data, std::size_t size, std::size_t count, void* buffer);
 
 } // namespace zansnmp

@@ -115,7 +115,7 @@ std::string apiUrl(const char* pathAndQuery)
     return std::string("http://localhost") + pathAndQuery;
 }
 
-std::size_t appendResponse(const char* data, std::size_t size, std::size_t count, void* buffer)
+std::size_t appendResponse(char* data, std::size_t size, std::size_t count, void* buffer)
 {
     if (buffer == nullptr) {
         return 0;
