@@ -381,37 +381,35 @@ def test_missing_data_reads_as_empty_false_and_zero(agent, api, result):
 
 def test_in_the_first_five_seconds_of_uptime_nothing_is_asked_and_data_is_missing(
         make_agent, api, clock, queue, traps):
-    clock.set(1.00)
-    agent = make_agent().start()
-    queue.post(7)
-    for uptime in (1.00, 4.99):
-        clock.set(uptime)
-        assert triples(agent.client.walk(OBJECTS, max_repetitions=50)) == sorted(
-            [(scalar.instance, scalar.tag, without_data(scalar)) for scalar in SCALARS] + SYSLOG_ROW)
-    assert api.requests == []
-    # The traps switch reads as missing too, and stays so until the agent reads its configuration again.
-    agent.mark()
-    agent.fire_alarm()
-    assert agent.take(EVERYTHING) == (
-        b"zanmsgreceiver: event [7] received"
-        b"zanmsgdispatcher: SNMP traps disabled in configuration. Ignoring event.")
-    assert traps.traps() == []
-    clock.set(5.00)
-    assert triples(agent.client.walk(OBJECTS, max_repetitions=50)) == expected_tree()
-    assert sorted(api.targets()) == QUERIES
-    clock.set(1000)
+    with clock.booted(1.00):
+        agent = make_agent().start()
+        queue.post(7)
+        for uptime in (1.00, 4.99):
+            clock.set(uptime)
+            assert triples(agent.client.walk(OBJECTS, max_repetitions=50)) == sorted(
+                [(scalar.instance, scalar.tag, without_data(scalar)) for scalar in SCALARS] + SYSLOG_ROW)
+        assert api.requests == []
+        # The traps switch reads as missing too, and stays so until the agent reads its configuration again.
+        agent.mark()
+        agent.fire_alarm()
+        assert agent.take(EVERYTHING) == (
+            b"zanmsgreceiver: event [7] received"
+            b"zanmsgdispatcher: SNMP traps disabled in configuration. Ignoring event.")
+        assert traps.traps() == []
+        clock.set(5.00)
+        assert triples(agent.client.walk(OBJECTS, max_repetitions=50)) == expected_tree()
+        assert sorted(api.targets()) == QUERIES
 
 
 def test_a_failure_in_the_sixth_second_is_retried_at_once(make_agent, api, clock, queue):
-    clock.set(5.00)
-    agent = make_agent().start()
-    api.fault = faults.CLOSED
-    for _ in range(2):
-        assert agent.client.value(SERIAL_NUMBER.instance) == b"Unknown"
-    api.fault = None
-    assert agent.client.value(SERIAL_NUMBER.instance) == SERIAL_NUMBER.expected
-    assert api.count(SYSTEM) == 3
-    clock.set(1000)
+    with clock.booted(5.00):
+        agent = make_agent().start()
+        api.fault = faults.CLOSED
+        for _ in range(2):
+            assert agent.client.value(SERIAL_NUMBER.instance) == b"Unknown"
+        api.fault = None
+        assert agent.client.value(SERIAL_NUMBER.instance) == SERIAL_NUMBER.expected
+        assert api.count(SYSTEM) == 3
 
 
 # --- failures of the API ------------------------------------------------------------------------------------

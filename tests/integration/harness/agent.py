@@ -23,9 +23,10 @@ EVERYTHING = 0
 # The log of everything is named first: named last, it would get no more than its lowest priority.
 _PRIORITIES = {EVERYTHING: "3-7", 3: "3-3", 4: "4-4", 5: "5-5", 6: "6-6", 7: "7-7"}
 
-#: Parts of Debian's agent that log at priority 3 whatever is loaded: one registers twice when the
-#: configuration is read again, the other wants a fixed TCP port, which only one agent can have.
-_NOISY_MODULES = "-ipAddressTable,smux"
+#: Parts of the agent that are left out: the first logs at priority 3 that it registers twice when the
+#: configuration is read again, the second wants a fixed TCP port, which only one agent can have, and the
+#: third keeps the last thousand notifications in memory, which hides what the module does with it.
+_LEFT_OUT = "-ipAddressTable,smux,notification_log"
 
 V3_USER, V3_AUTH, V3_PRIV = "zanuser", "authentication", "encryption"
 
@@ -92,7 +93,7 @@ class Agent:
         logs = [part for priority, levels in _PRIORITIES.items()
                 for part in ("-LF", levels, str(self._log_path(priority)))]
         return [*self.wrapper, SNMPD, "-f", "-r", "-A", "-C", "-c", str(self.configuration_path),
-                "-I", _NOISY_MODULES, *logs]
+                "-I", _LEFT_OUT, *logs]
 
     # --- life -----------------------------------------------------------------------------------------------
 
@@ -127,6 +128,7 @@ class Agent:
             request = self.client.send_get(SYS_UPTIME)
             try:
                 self.client.receive(request, timeout=0.02)
+                self.synchronise()  # earlier requests may be waiting yet
                 return
             except SnmpTimeout:
                 self.check_alive()
@@ -253,9 +255,9 @@ class Agent:
         return int(fields["RssAnon"].split()[0]) * 1024
 
     def descriptors(self) -> List[str]:
-        """What the open descriptors point to."""
+        """What the open descriptors point to: paths, and kinds such as "socket"."""
         folder = f"/proc/{self.pid}/fd"
-        return sorted(os.readlink(f"{folder}/{name}") for name in os.listdir(folder))
+        return sorted(os.readlink(f"{folder}/{name}").split(":[")[0] for name in os.listdir(folder))
 
     # --- for the reader of a failure ------------------------------------------------------------------------
 

@@ -5,24 +5,26 @@ alarm lives on CLOCK_MONOTONIC: AlarmClock moves it forward inside the agent thr
 adds an offset.
 """
 
+import contextlib
 import math
 import os
 import struct
 import subprocess
 from pathlib import Path
-from typing import Optional
+from typing import Iterator, Optional
 
-from .settings import ALARM_PERIOD
+from .settings import ALARM_PERIOD, CACHE_LIFETIME
 
 _WIDTH = 40  # characters of the uptime file, so that every rewrite has the same length
 
 
 class Clock:
-    """A file over /proc/uptime. One per mount namespace; it is never moved back by advance()."""
+    """A file over /proc/uptime. One per mount namespace."""
 
     def __init__(self, folder: Path, start: float = 1000.0) -> None:
         self._path = folder / "uptime"
         self._hundredths = 0
+        self._latest = 0
         self._path.write_bytes(b"")
         self._file = os.open(self._path, os.O_WRONLY)
         self.set(start)
@@ -34,14 +36,26 @@ class Clock:
         return self._hundredths / 100
 
     def set(self, seconds: float) -> None:
-        """Set the uptime, which may be moved back: an agent started after that has just been booted."""
+        """Set the uptime, which may be moved back."""
         self._hundredths = round(seconds * 100)
+        self._latest = max(self._latest, self._hundredths)
         text = f"{self._hundredths // 100}.{self._hundredths % 100:02d} 0.00".ljust(_WIDTH - 1) + "\n"
         os.pwrite(self._file, text.encode(), 0)  # one write into the same file: no reader sees half of it
 
     def advance(self, seconds: float) -> None:
         """Let so much uptime pass, exact to the hundredth."""
         self.set((self._hundredths + round(seconds * 100)) / 100)
+
+    @contextlib.contextmanager
+    def booted(self, seconds: float) -> Iterator[None]:
+        """So many seconds after the start of the router, for agents started within a with statement.
+
+        After it the uptime is later than it has ever been: an agent that has lived through it would otherwise take
+        what it fetched long ago for fresh.
+        """
+        self.set(seconds)
+        yield
+        self.set(self._latest / 100 + CACHE_LIFETIME)
 
     def align(self) -> None:
         """Let the uptime reach its next whole second."""

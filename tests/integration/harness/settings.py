@@ -18,6 +18,13 @@ NOTIFICATIONS = MODULE_ROOT + (2,)
 #: Factor on every deadline: emulated and checked agents are slower, none of the deadlines is a measurement.
 TIME_SCALE = float(os.environ.get("ZAN_TIME_SCALE") or 1)
 
+#: Whether the agent's resident memory is that of its own doing, and not of a checker's or an emulator's.
+EXACT_MEMORY = not (os.environ.get("ZAN_AGENT_WRAPPER") or os.environ.get("ZAN_AGENT_PRELOAD"))
+
+#: What resident memory may differ by without anything having been gained, in bytes: the C library keeps up to
+#: 128 KiB at the top of its heap, and some more in its lists.
+HEAP_SLACK = 300_000
+
 SOCKET_PATH = "/var/run/api/http.sock"
 
 #: Lifetime of the module's caches and period of its alarm, in seconds.

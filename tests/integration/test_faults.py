@@ -1,0 +1,228 @@
+"""Every failure of the API, at every moment of the module's life, and the recovery after it.
+
+After each: the agent lives, the values are right, the log holds exactly the failure's line for each request
+that was made, and no descriptor, mapping or memory has been gained.
+"""
+
+import itertools
+import os
+import resource
+
+import pytest
+
+from harness import (CACHE_LIFETIME, DEBUG, ERROR, EVERYTHING, EXACT_MEMORY, HEAP_SLACK, OBJECTS,
+                     SOCKET_PATH, WARNING, faults)
+from harness.failures import FAILURES, PERFORM_FAILED
+from harness.router import SCALARS, TRAPS_SWITCH, expected_tree, triples
+
+SWITCH_UNREAD = (b"Failed to obtain traps configuration.\n"
+                 b"message dispatcher is not created. Notifications will be disabled.\n")
+
+#: A walk's tree while every query fails: all scalars with their fallbacks, and no row of any table.
+FAILED_TREE = [scalar.failed for scalar in SCALARS]
+
+#: How many variables of a walk come before the failure begins: within the scalars, at the border of a table,
+#: within a table, near the end.
+BORDERS = (1, 40, 68, 75, 110, 130)
+
+
+def requests_logged(agent) -> int:
+    """How many requests the module has traced since the last look."""
+    return agent.take(DEBUG).count(b"zanjsondb:  executing [http://localhost/")
+
+
+def assert_recovered(agent, clock) -> None:
+    """Everything is served again, and silently."""
+    clock.advance(CACHE_LIFETIME)
+    agent.mark()
+    assert triples(agent.client.walk(OBJECTS, max_repetitions=50)) == expected_tree()
+    assert agent.take(ERROR) == agent.take(WARNING) == b""
+
+
+@pytest.mark.parametrize("failure", FAILURES, ids=str)
+def test_at_start_up(make_agent, api, queue, clock, failure):
+    failure.apply(api)
+    agent = make_agent().start()
+    start = failure.log if failure.log else b"exception caught"
+    assert agent.take(ERROR) == start + SWITCH_UNREAD
+    assert agent.take(WARNING) == b""
+    assert queue.state() is None
+    descriptors = agent.descriptors()
+    agent.mark()
+    assert triples(agent.client.walk(OBJECTS, max_repetitions=50)) == FAILED_TREE
+    assert agent.take(ERROR) == failure.log * requests_logged(agent)
+    failure.end(api)
+    assert_recovered(agent, clock)
+    assert agent.descriptors() == descriptors
+
+
+@pytest.mark.parametrize("failure", FAILURES, ids=str)
+def test_at_a_reload(make_agent, api, queue, traps, clock, failure):
+    agent = make_agent().start()
+    agent.mark()
+    failure.apply(api)
+    agent.hup()
+    start = failure.log if failure.log else b"exception caught"
+    assert agent.take(ERROR) == start + SWITCH_UNREAD
+    queue.post(7)
+    agent.fire_alarm()
+    assert traps.events() == [7]
+    failure.end(api)
+    assert_recovered(agent, clock)
+
+
+@pytest.mark.parametrize("failure", FAILURES, ids=str)
+def test_in_service(agent, api, clock, failure):
+    agent.client.walk(OBJECTS, max_repetitions=50)
+    descriptors = agent.descriptors()
+    for _ in range(2):
+        clock.advance(CACHE_LIFETIME)
+        agent.mark()
+        failure.apply(api)
+        assert triples(agent.client.walk(OBJECTS, max_repetitions=50)) == FAILED_TREE
+        assert agent.take(ERROR) == failure.log * requests_logged(agent)
+        assert agent.take(WARNING) == b""
+        failure.end(api)
+        # Nothing of the failure is kept: the next request succeeds without any time having passed.
+        assert triples(agent.client.walk(OBJECTS, max_repetitions=50)) == expected_tree()
+        assert agent.take(ERROR) == b""
+    assert agent.descriptors() == descriptors
+
+
+@pytest.mark.parametrize("failure", FAILURES, ids=str)
+def test_in_a_walk(agent, api, clock, failure):
+    whole = expected_tree()
+    for border in BORDERS:
+        clock.advance(CACHE_LIFETIME)
+        walking = agent.client.walking(OBJECTS)
+        seen = triples(list(itertools.islice(walking, border)))
+        clock.advance(CACHE_LIFETIME)
+        failure.apply(api)
+        agent.mark()
+        seen += triples(list(walking))
+        last = whole[border - 1][0]
+        assert seen == whole[:border] + [row for row in FAILED_TREE if row[0] > last]
+        assert agent.take(ERROR) == failure.log * requests_logged(agent)
+        failure.end(api)
+    assert_recovered(agent, clock)
+
+
+@pytest.mark.parametrize("failure", FAILURES, ids=str)
+def test_over_in_the_middle_of_a_walk(agent, api, clock, failure):
+    for border in (1, 40, len(FAILED_TREE) - 20):
+        clock.advance(CACHE_LIFETIME)
+        failure.apply(api)
+        agent.mark()
+        walking = agent.client.walking(OBJECTS)
+        seen = triples(list(itertools.islice(walking, border)))
+        assert agent.take(ERROR) == failure.log * requests_logged(agent)
+        failure.end(api)
+        seen += triples(list(walking))
+        last = FAILED_TREE[border - 1][0]
+        assert seen == FAILED_TREE[:border] + [row for row in expected_tree() if row[0] > last]
+        assert agent.take(ERROR) == b""
+    assert_recovered(agent, clock)
+
+
+@pytest.mark.parametrize("failure", FAILURES, ids=str)
+def test_of_the_traps_switch_alone(make_agent, api, queue, failure):
+    if failure.absence or failure.fault.early:
+        failure.apply(api)  # there is no telling whose connection it is
+    else:
+        api.faults[TRAPS_SWITCH] = failure.fault
+    agent = make_agent().start()
+    assert agent.log(ERROR) == (failure.log if failure.log else b"exception caught") + SWITCH_UNREAD
+    failure.end(api)
+    assert triples(agent.client.walk(OBJECTS, max_repetitions=50)) == expected_tree()
+
+
+@pytest.mark.parametrize("failure", FAILURES, ids=str)
+def test_over_and_over(agent, api, clock, failure):
+    """No descriptor, mapping or memory is gained by a failure, however often it comes."""
+    failure.apply(api)
+    names = [scalar.instance for scalar in SCALARS]
+
+    def fail(times: int) -> None:
+        for _ in range(times):
+            agent.client.get(*names)
+
+    memory = 0
+    for _ in range(4):
+        fail(1)
+        memory = max(memory, agent.rss())
+    descriptors, mappings = agent.descriptors(), mappings_of(agent)
+    fail(6)  # more than 600 failed requests
+    assert (agent.descriptors(), mappings_of(agent)) == (descriptors, mappings)
+    if EXACT_MEMORY:
+        assert agent.rss() - memory < HEAP_SLACK
+    assert agent.take(ERROR) == failure.log * requests_logged(agent)
+    failure.end(api)
+    assert_recovered(agent, clock)
+
+
+def mappings_of(agent) -> int:
+    """How many files the agent has mapped."""
+    with open(f"/proc/{agent.pid}/maps", encoding="ascii", errors="replace") as file:
+        return sum("/" in line for line in file)
+
+
+# --- failures that are not the API's ------------------------------------------------------------------------
+
+@pytest.mark.parametrize("left", [1, 2, 3])
+def test_almost_out_of_descriptors(agent, api, clock, left):
+    """The agent needs one descriptor to take a request, and the HTTP library one or more to pass it on."""
+    agent.client.walk(OBJECTS, max_repetitions=50)
+    clock.advance(CACHE_LIFETIME)
+    agent.mark()
+    soft, hard = resource.prlimit(agent.pid, resource.RLIMIT_NOFILE)
+    descriptors = agent.descriptors()
+    resource.prlimit(agent.pid, resource.RLIMIT_NOFILE, (len(descriptors) + left, hard))
+    try:
+        answers = [triples(agent.client.get(scalar.instance))[0] for scalar in SCALARS]
+    finally:
+        resource.prlimit(agent.pid, resource.RLIMIT_NOFILE, (soft, hard))
+    assert all(answer in (scalar.served, scalar.failed) for answer, scalar in zip(answers, SCALARS))
+    assert set(agent.take(ERROR).split(PERFORM_FAILED)) == {b""}
+    assert agent.descriptors() == descriptors
+    assert_recovered(agent, clock)
+
+
+def test_socket_is_a_link_to_nowhere(agent, api, clock):
+    api.down()
+    os.symlink("/nonexistent/http.sock", SOCKET_PATH)
+    scalar = SCALARS[0]
+    assert triples(agent.client.get(scalar.instance)) == [scalar.failed]
+    assert agent.take(EVERYTHING).endswith(PERFORM_FAILED)
+    agent.mark()
+    api.up()
+    assert_recovered(agent, clock)
+
+
+def test_socket_folder_vanishes_and_comes_back(agent, api, clock):
+    api.down()
+    os.rename(os.path.dirname(SOCKET_PATH), "/run/moved-away")
+    scalar = SCALARS[0]
+    assert triples(agent.client.get(scalar.instance)) == [scalar.failed]
+    assert agent.take(ERROR) == PERFORM_FAILED
+    os.rename("/run/moved-away", os.path.dirname(SOCKET_PATH))
+    api.up()
+    assert_recovered(agent, clock)
+
+
+def test_an_answer_of_many_megabytes_is_read_and_forgotten(agent, api, clock):
+    scalar = next(scalar for scalar in SCALARS if scalar.name == "zanRouterSerialNumber")
+    api.results[scalar.query] = {"filler": [12345] * 500_000, "system": {"deviceId": "big"}}
+    assert agent.client.value(scalar.instance) == b"big"
+    api.results.clear()
+    assert_recovered(agent, clock)
+
+
+def test_a_slow_answer_is_awaited(agent, api, clock):
+    scalar = SCALARS[0]
+    api.fault = faults.hang(sent=10, then_answer=True)
+    request = agent.client.send_get(scalar.instance)
+    api.wait_until_hung()
+    api.release()
+    assert triples(agent.client.receive(request).varbinds) == [scalar.served]
+    api.fault = None
+    assert_recovered(agent, clock)
