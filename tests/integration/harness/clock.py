@@ -50,8 +50,8 @@ class Clock:
     def booted(self, seconds: float) -> Iterator[None]:
         """So many seconds after the start of the router, for agents started within a with statement.
 
-        After it the uptime is later than it has ever been: an agent that has lived through it would otherwise take
-        what it fetched long ago for fresh.
+        After it the uptime is later than it has ever been: an agent that has lived through it would otherwise
+        take what it fetched long ago for fresh.
         """
         self.set(seconds)
         yield
