@@ -2,7 +2,6 @@
 conversion, the standard router's hand-written values and every named case."""
 
 import random
-import shlex
 import struct
 import subprocess
 from pathlib import Path
@@ -30,10 +29,8 @@ def library(tmp_path_factory: pytest.TempPathFactory) -> Compare:
     """Asks the installed libraries: one line of answers for each line of questions."""
     source = Path(__file__).parent / "model" / "jsoncpp_driver.cpp"
     program = tmp_path_factory.mktemp("driver") / "jsoncpp_driver"
-    command = ["pkg-config", "--cflags", "--libs", "jsoncpp"]
-    flags = shlex.split(subprocess.run(command, check=True, stdout=subprocess.PIPE).stdout.decode())
     subprocess.run(["c++", "-std=c++17", "-O1", "-Wall", "-Wextra", "-Wno-deprecated-declarations",
-                    str(source), "-o", str(program), *flags], check=True)
+                    "-I/usr/include/jsoncpp", str(source), "-o", str(program), "-ljsoncpp"], check=True)
 
     def ask(questions: List[str]) -> List[str]:
         answer = subprocess.run([str(program)], input="\n".join(questions).encode(), stdout=subprocess.PIPE,
