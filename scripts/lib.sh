@@ -189,7 +189,7 @@ install_packages() {
     if ! step "$text" apt_get install --no-install-recommends "$@" 2>/dev/null; then
         # The package lists may be missing or too old.
         if ! step "Asking for new package lists" apt_get update -o APT::Update::Error-Mode=any; then
-            die "apt-get cannot reach a package mirror: no network, or none of /etc/apt/sources.list answers." \
+            die "apt-get cannot reach a package mirror: no network, or no mirror of /etc/apt answers." \
                 "With a network, run this again, or as root: apt-get install $*"
         fi
         step "$text" apt_get install --no-install-recommends "$@" ||
@@ -223,9 +223,17 @@ namespace_command() {
     fi
     if ! refusal=$("${NAMESPACE_COMMAND[@]}" true 2>&1); then
         die "this machine refuses private namespaces: $refusal" \
-            "(the command was: ${NAMESPACE_COMMAND[*]} true)" \
-            "As an ordinary user: allow them with sysctl -w kernel.unprivileged_userns_clone=1, or be root." \
-            "In a container: give it the capability SYS_ADMIN and a seccomp profile that allows unshare."
+            "(the command was: ${NAMESPACE_COMMAND[*]} true)" "$(namespace_hint "$refusal")"
+    fi
+}
+
+namespace_hint() {
+    if [[ $1 == *propagation* ]]; then
+        echo "In a chroot: make its folder a mount point before (mount --bind FOLDER FOLDER)."
+    elif [[ $(id -u) -eq 0 ]]; then
+        echo "In a container: give it the capability SYS_ADMIN and a seccomp profile that allows unshare."
+    else
+        echo "Allow them to ordinary users (sysctl -w kernel.unprivileged_userns_clone=1), or be root."
     fi
 }
 

@@ -5,6 +5,7 @@ import pty
 import re
 import select
 import shlex
+import shutil
 import signal
 import socket
 import subprocess
@@ -54,10 +55,18 @@ def state_of_the_machine() -> Dict[str, Any]:
         "mounts": Path("/proc/self/mounts").read_text(),
         "queues": Path("/proc/sysvipc/msg").read_text(),
         "ports": [line.split()[1] for line in Path("/proc/net/udp").read_text().splitlines()],
-        "temporary": sorted(str(path) for path in Path("/tmp").glob("zansnmpext.*")),
+        "temporary": sorted(os.listdir(os.environ["TMPDIR"])),
         "run": sorted(os.listdir("/run")),
         "persistent": sorted(os.listdir("/var/lib/snmp")) if os.path.isdir("/var/lib/snmp") else None,
     }
+
+
+@pytest.fixture(name="temporary", scope="module", autouse=True)
+def fixture_temporary() -> Iterator[Path]:
+    """A folder for temporary files; not below /run, which is another one inside the demo."""
+    with tempfile.TemporaryDirectory(dir="/tmp") as folder, pytest.MonkeyPatch.context() as patch:
+        patch.setenv("TMPDIR", folder)
+        yield Path(folder)
 
 
 @pytest.fixture(name="unchanged")
@@ -91,7 +100,7 @@ def mib_definitions(pattern: str) -> List[Any]:
 # --- The tour ----------------------------------------------------------------------------------------
 
 @pytest.fixture(name="tour", scope="module")
-def fixture_tour() -> "subprocess.CompletedProcess[str]":
+def fixture_tour(temporary: Path) -> "subprocess.CompletedProcess[str]":
     """One run of the demo, for all that is to be seen of it."""
     before = state_of_the_machine()
     done = run()
@@ -244,7 +253,7 @@ def fixture_on_terminal() -> Iterator[Callable[..., Terminal]]:
 
 @pytest.fixture(name="visible")
 def fixture_visible() -> Iterator[Path]:
-    """A folder that the demo sees inside its namespaces, where /run is another one."""
+    """A folder for a test's own files that the demo sees inside its namespaces."""
     with tempfile.TemporaryDirectory(dir="/tmp") as folder:
         yield Path(folder)
 
@@ -348,8 +357,8 @@ def test_an_edited_scenario_of_ones_own_is_served(unchanged: None, on_terminal: 
 
 
 @pytest.mark.parametrize("number, status", [(signal.SIGTERM, 0), (signal.SIGHUP, 0), (signal.SIGKILL, -9)])
-def test_no_process_and_no_mount_outlives_it(on_terminal: Callable[..., Terminal], number: int,
-                                             status: int) -> None:
+def test_no_process_and_no_mount_outlives_it(on_terminal: Callable[..., Terminal], temporary: Path,
+                                             number: int, status: int) -> None:
     before = state_of_the_machine()
     terminal = on_terminal("--serve")
     terminal.read_until("GET /api?fields=snmp")
@@ -359,9 +368,9 @@ def test_no_process_and_no_mount_outlives_it(on_terminal: Callable[..., Terminal
     after = state_of_the_machine()
     if number == signal.SIGKILL:
         # Nobody is left to remove the folder of temporary files.
-        [left] = set(after["temporary"]) - set(before["temporary"])
-        subprocess.run(["rm", "-r", left], check=True)
-        after["temporary"] = before["temporary"]
+        [left] = after["temporary"]
+        shutil.rmtree(temporary / left)
+        after["temporary"] = []
     assert after == before
 
 
@@ -433,9 +442,9 @@ def install(tmp_path: Path, apt_get: str, group: str = "run") -> "subprocess.Com
         (tmp_path / name).chmod(0o755)
     (tmp_path / "calls").write_text("")
     script = f"set -euo pipefail; source {ROOT}/scripts/lib.sh; ensure_packages {group}"
-    environment = {**os.environ, "PATH": f"{tmp_path}:{os.environ['PATH']}"}
-    return subprocess.run(["bash", "-c", script], env=environment, capture_output=True, text=True, check=False,
-                          timeout=PATIENCE_SECONDS)
+    path = f"{tmp_path}:{os.environ['PATH']}"
+    return subprocess.run(["bash", "-c", script], env={**os.environ, "PATH": path},
+                          capture_output=True, text=True, check=False, timeout=PATIENCE_SECONDS)
 
 
 def test_what_is_missing_is_installed_and_named(tmp_path: Path) -> None:
