@@ -1,0 +1,109 @@
+// A result of any JSON, through the GET handlers of all scalars.
+//
+// Always a value of the object's type and never an exception; the same answer from the cache and from a
+// second fetch; one request per query; nothing in the log but the requests.
+
+#include "support/jsonmutator.h"
+#include "support/world.h"
+
+#include <json/value.h>
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace world;
+
+struct Value {
+    u_char type;
+    std::string bytes;
+
+    bool operator==(const Value& other) const { return type == other.type && bytes == other.bytes; }
+};
+
+Value get(netsnmp_handler_registration* scalar)
+{
+    Variable variable;
+    netsnmp_request_info request{};
+    request.requestvb = variable.get();
+    netsnmp_agent_request_info info{};
+    info.mode = MODE_GET;
+    require(scalar->handler->access_method(scalar->handler, scalar, &info, &request) == SNMP_ERR_NOERROR,
+            "a GET answers an error");
+    const netsnmp_variable_list& answer = *variable.get();
+    return {answer.type, std::string(reinterpret_cast<const char*>(answer.val.string), answer.val_len)};
+}
+
+/// The values of the scalars whose number is `first` or a multiple of `step` more.
+std::vector<Value> get(std::size_t first, std::size_t step)
+{
+    std::vector<Value> values;
+    for (std::size_t i = first; i < scalars().size(); i += step) {
+        values.push_back(get(scalars()[i]));
+    }
+    return values;
+}
+
+/// The scalars are 95 texts, 11 INTEGERs and 2 TimeTicks, and numbers are as long as the agent wants them.
+void checkTypes(const std::vector<Value>& values)
+{
+    std::size_t texts = 0;
+    std::size_t integers = 0;
+    std::size_t ticks = 0;
+    for (const Value& value : values) {
+        texts += value.type == ASN_OCTET_STR ? 1 : 0;
+        integers += value.type == ASN_INTEGER ? 1 : 0;
+        ticks += value.type == ASN_TIMETICKS ? 1 : 0;
+        require(value.type == ASN_OCTET_STR || value.bytes.size() == sizeof(long), "a number of odd length");
+    }
+    require(texts == 95 && integers == 11 && ticks == 2, "a value of another type than the object's");
+}
+
+/// The queries that the scalars make; the six tables' own and the traps switch are not among them.
+constexpr std::size_t queries = 12;
+
+constexpr std::size_t step = 4;
+
+} // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***)
+{
+    startModule(true);
+    return 0;
+}
+
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t maxSize,
+                                               unsigned seed)
+{
+    return mutateJson(data, size, maxSize, seed);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    api().answer = Answer::body;
+    api().text = envelope({reinterpret_cast<const char*>(data), size});
+    api().piece = 1 + size / 3;
+    api().requests = 0;
+    passTime(5);
+    const std::vector<Value> fetched = get(0, 1);
+    checkTypes(fetched);
+    require(api().requests >= queries, "an object that made no request");
+    const bool cached = api().requests == queries;
+
+    // Again for some of them, to be quicker.
+    const std::size_t first = size % step;
+    std::vector<Value> some;
+    for (std::size_t i = first; i < fetched.size(); i += step) {
+        some.push_back(fetched[i]);
+    }
+    if (cached) {
+        require(get(first, step) == some && api().requests == queries, "other answers from the cache");
+    }
+    passTime(5);
+    api().piece = 0;
+    require(get(first, step) == some, "other answers from a second fetch");
+    return 0;
+}
