@@ -10,12 +10,12 @@ import signal
 import socket
 import subprocess
 import tempfile
-import time
 from pathlib import Path
 from typing import Any, Callable, Dict, Iterator, List, Optional
 
 import pytest
 
+import patience
 from harness import ENTERPRISE_NUMBER, MODULE
 
 ROOT = Path(__file__).resolve().parents[2]
@@ -28,13 +28,7 @@ SERIAL = "ZAN-SNMPEXT-MIB::zanRouterSerialNumber.0 = STRING: ZR42-0017-3391"
 
 def until(condition: Callable[[], Any]) -> Any:
     """Wait for the condition to hold, and return its value."""
-    end = time.monotonic() + PATIENCE_SECONDS
-    while True:
-        value = condition()
-        if value:
-            return value
-        assert time.monotonic() < end, f"not within {PATIENCE_SECONDS:g} s"
-        time.sleep(0.05)
+    return patience.until(condition, PATIENCE_SECONDS)
 
 
 def processes() -> Dict[str, str]:

@@ -14,6 +14,8 @@ from typing import Any, Callable, Iterator, List, Tuple
 
 import pytest
 
+import patience
+
 ROOT = Path(__file__).resolve().parents[2]
 SIMULATOR = ROOT / "tools" / "zan-router-sim"
 SCENARIOS = sorted((ROOT / "tools" / "scenarios").glob("*.json"))
@@ -73,13 +75,7 @@ FAULTS_WITH_AN_ANSWER = ["none", "code404", "garbage", "truncated", "delay 0.01"
 
 def until(condition: Callable[[], Any]) -> Any:
     """Wait for the condition to hold, and return its value."""
-    end = time.monotonic() + PATIENCE_SECONDS
-    while True:
-        value = condition()
-        if value:
-            return value
-        assert time.monotonic() < end, f"not within {PATIENCE_SECONDS:g} s"
-        time.sleep(0.005)
+    return patience.until(condition, PATIENCE_SECONDS)
 
 
 class UnixConnection(http.client.HTTPConnection):
