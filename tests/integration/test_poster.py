@@ -2,6 +2,7 @@
 
 import ctypes
 import os
+import re
 import subprocess
 from pathlib import Path
 
@@ -155,3 +156,33 @@ def test_from_the_poster_to_the_manager(make_agent, api, queue, traps):
     assert traps.events() == list(range(1, 12))
     assert agent.take(WARNING) == b"unknown notification received [12].\n"
     assert waiting(queue) == (0, 0)
+
+
+# --- what docs/integrating-events.md tells integrators -----------------------------------------------------
+
+def example(language):
+    """The code that the document shows in a language, with this build's number."""
+    document = (SOURCE_ROOT / "docs" / "integrating-events.md").read_text(encoding="utf-8")
+    code, = re.findall(rf"^```{language}\n(.*?)^```$", document, re.M | re.S)
+    assert "32473" in code
+    return code.replace("32473", str(ENTERPRISE_NUMBER))
+
+
+def test_the_documented_c_code_posts(queue, tmp_path):
+    (tmp_path / "post.c").write_text(example("c"), encoding="ascii")
+    subprocess.run(["cc", "-std=c99", "-D_XOPEN_SOURCE=700", "-Wall", "-Wextra", "-Werror", "-o",
+                    tmp_path / "post", tmp_path / "post.c"], check=True)
+    missing = subprocess.run([tmp_path / "post"], stderr=subprocess.PIPE, check=False)
+    assert missing.returncode == 1 and b"No such file or directory" in missing.stderr
+    queue.create()
+    subprocess.run([tmp_path / "post"], check=True)
+    assert (waiting(queue), queue.take()) == ((1, 0), 7)
+
+
+def test_the_documented_python_code_posts(queue):
+    command = ["/usr/bin/python3", "-c", example("python")]
+    missing = subprocess.run(command, stderr=subprocess.PIPE, check=False)
+    assert missing.returncode == 1 and b"No such file or directory" in missing.stderr
+    queue.create()
+    subprocess.run(command, check=True)
+    assert (waiting(queue), queue.take()) == ((1, 0), 7)

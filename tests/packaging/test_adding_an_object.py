@@ -1,0 +1,132 @@
+"""docs/adding-an-object.md, followed to the letter in a copy of the tree."""
+
+import os
+import re
+import subprocess
+from pathlib import Path
+from typing import List
+
+import pytest
+from conftest import ROOT, copy_sources
+
+DOCUMENT = (ROOT / "docs" / "adding-an-object.md").read_text("utf-8")
+EDITS = re.findall(r"^```diff\n(.*?)^```$", DOCUMENT, re.M | re.S)
+
+MIB = "mibs/ZAN-SNMPEXT-MIB.txt.in"
+
+ASK = f"""
+. {ROOT}/tests/packaging/wait
+"$TREE/tools/zan-router-sim" >"$HOME/simulator" 2>&1 &
+wait_for test -S /run/api/http.sock
+snmpd -f -r -C -c "$HOME/snmpd.conf" -Lf "$HOME/log" -I -ipAddressTable &
+wait_for snmpget -v2c -c public -t 0.2 -r 0 127.0.0.1:1161 .1.3.6.1.2.1.1.3.0
+snmpget -v2c -c public -Ovq 127.0.0.1:1161 .1.3.6.1.4.1.32473.14.1.1.3.12.0
+"""
+
+
+def edited(edit: str) -> str:
+    """The file that an edit is for."""
+    return re.search(r"^\+\+\+ b/(\S+)$", edit, re.M)[1]
+
+
+class Tree:
+    """A copy of the sources and its build."""
+
+    def __init__(self, folder: Path) -> None:
+        self.source = folder / "tree"
+        self.build = folder / "build"
+        copy_sources(self.source)
+
+    def apply(self, edits: List[str], *options: str) -> None:
+        """Make the edits of the document, exactly where it says."""
+        for edit in edits:
+            subprocess.run(["patch", "-p1", "--fuzz=0", *options], cwd=self.source, input=edit, text=True,
+                           stdout=subprocess.DEVNULL, check=True)
+
+    def compile(self) -> "subprocess.CompletedProcess[str]":
+        """Configure and build the module."""
+        subprocess.run(["cmake", "-S", self.source, "-B", self.build, "-G", "Ninja",
+                        "-DZAN_BUILD_TESTS=OFF"], stdout=subprocess.DEVNULL, check=True)
+        return subprocess.run(["cmake", "--build", self.build, "--parallel", "2"], stdout=subprocess.PIPE,
+                              stderr=subprocess.STDOUT, text=True, check=False)
+
+    def contract(self, tests: str) -> "subprocess.CompletedProcess[str]":
+        """Tests of the copy that hold the MIB and the agent together."""
+        environment = {**os.environ, "ZAN_MODULE": str(self.build / "zansnmpext.so"),
+                       "ZAN_ENTERPRISE_NUMBER": "32473", "ZAN_BUILD_DIR": str(self.build),
+                       "ZAN_BASE_MIBS": str(base_modules())}
+        command = [self.source / "tests/integration/run", "-q", "test_mib_contract.py", "-k", tests]
+        return subprocess.run(command, env=environment, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                              text=True, check=False)
+
+
+def base_modules() -> Path:
+    """The modules that the MIB imports from, fetched if they are not there yet."""
+    result = subprocess.run([ROOT / "mibs/base/fetch"], stdout=subprocess.PIPE, text=True, check=True)
+    return Path(result.stdout.strip())
+
+
+@pytest.fixture(scope="module")
+def tree(tmp_path_factory) -> Tree:
+    """The tree with all of the document's edits, built."""
+    tree = Tree(tmp_path_factory.mktemp("adding"))
+    tree.apply(EDITS)
+    result = tree.compile()
+    assert result.returncode == 0, result.stdout[-4000:]
+    return tree
+
+
+def test_the_edits_are_those_of_the_steps():
+    assert [edited(edit) for edit in EDITS] == [
+        "include/zanproviders.h", "src/zanradio.cpp", "src/zansnmpext.cpp", MIB, "tools/zan-router-sim",
+        "tools/scenarios/router.json"]
+
+
+def test_the_agent_serves_the_new_object(tree, tmp_path):
+    module = tree.build / "zansnmpext.so"
+    (tmp_path / "snmpd.conf").write_text(
+        f"agentaddress udp:127.0.0.1:1161\nrocommunity public\ndlmod zansnmpext {module}\n", "ascii")
+    environment = {**os.environ, "HOME": str(tmp_path), "TREE": str(tree.source), "MIBS": "",
+                   "SNMP_PERSISTENT_DIR": str(tmp_path), "SNMPCONFPATH": str(tmp_path)}
+    script = f"mount -t tmpfs tmpfs /run && mkdir /run/api && ip link set lo up && {ASK}"
+    result = subprocess.run(["unshare", "--mount", "--ipc", "--net", "--pid", "--fork", "--kill-child",
+                             "--mount-proc", "bash", "-euc", script],
+                            env=environment, stdout=subprocess.PIPE, text=True, check=False)
+    assert result.stdout.splitlines()[-1:] == ['"B20"']
+
+
+def test_the_contract_holds_with_all_three_edits(tree):
+    result = tree.contract("registered or types")
+    assert result.returncode == 0 and " passed" in result.stdout, result.stdout[-4000:]
+
+
+def test_the_contract_breaks_without_the_mib_object(tree):
+    mib = [edit for edit in EDITS if edited(edit) == MIB]
+    tree.apply(mib, "--reverse")
+    try:
+        assert tree.compile().returncode == 0
+        result = tree.contract("test_the_agent_has_registered_just_what_the_mib_defines")
+        assert result.returncode == 1 and "\n1 failed" in result.stdout, result.stdout[-4000:]
+    finally:
+        tree.apply(mib)
+        tree.compile()
+
+
+def test_it_does_not_compile_with_the_wrong_numbers(tree):
+    source = tree.source / "src/zansnmpext.cpp"
+    right = source.read_text("utf-8")
+    source.write_text(right.replace("scalars.size() == 109", "scalars.size() == 108"), "utf-8")
+    try:
+        result = tree.compile()
+        assert result.returncode != 0 and "a scalar came or went" in result.stdout
+    finally:
+        source.write_text(right, "utf-8")
+
+
+def test_objects_md_is_made_from_the_mib(tree):
+    base = ["--base", base_modules()]
+    script = tree.source / "scripts/generate-objects-md"
+    assert subprocess.run([script, *base, "--check"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                          check=False).returncode != 0
+    subprocess.run([script, *base], stdout=subprocess.DEVNULL, check=True)
+    assert "| `zanRadioBand` | root.1.3.12 |" in (tree.source / "docs/objects.md").read_text("utf-8")
