@@ -1,0 +1,773 @@
+#include "zanjsondb.h"
+
+#include "support/allocations.h"
+#include "support/apitest.h"
+#include "support/clock.h"
+
+#include <json/json.h>
+
+#include <limits>
+#include <new>
+#include <stdexcept>
+
+using namespace zantest;
+using zansnmp::apiUrl;
+using zansnmp::appendResponse;
+using zansnmp::ZanCachedData;
+
+namespace {
+
+constexpr const char* path = "/api?fields=system";
+
+Json::Value json(const std::string& text)
+{
+    Json::Value value;
+    Json::CharReaderBuilder builder;
+    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    std::string errors;
+    if (!reader->parse(text.data(), text.data() + text.size(), &value, &errors)) {
+        throw std::invalid_argument(errors);
+    }
+    return value;
+}
+
+/// A query with a lifetime of 5 seconds that is fetched at an uptime of 1000 seconds unless a test says
+/// otherwise.
+class ZanCachedDataTest : public ApiTest {
+protected:
+    ZanCachedDataTest() { setUptime(100000); }
+
+    void replyBody(const std::string& body) { api().setReply(httpReply(body)); }
+
+    /// Fetches this result and forgets the traces of it.
+    void fetched(const std::string& result)
+    {
+        replyBody(envelope(result));
+        ASSERT_TRUE(query.get(out));
+        ASSERT_EQ(out, json(result));
+        api().takeRequests();
+        takeLog();
+        resetInterposed();
+    }
+
+    /// Checks that a reply, to a query that holds no result, fails with this one message behind the trace.
+    void expectFailure(const Reply& reply, const std::string& message)
+    {
+        api().setReply(reply);
+        ZanCachedData fresh(apiUrl(path), 5);
+        takeLog();
+        EXPECT_FALSE(fresh.get(out));
+        EXPECT_EQ(takeLog(), (LogLines{executing(path), {LOG_ERR, message}}));
+        EXPECT_TRUE(out.isNull());
+    }
+
+    /// Checks that a reply succeeds with this result.
+    void expectResult(const Reply& reply, const std::string& result)
+    {
+        api().setReply(reply);
+        ZanCachedData fresh(apiUrl(path), 5);
+        takeLog();
+        EXPECT_TRUE(fresh.get(out));
+        EXPECT_EQ(out, json(result));
+        EXPECT_EQ(takeLog(), LogLines{executing(path)});
+    }
+
+    /// Checks that a body makes `get` throw what the JSON library throws, with the trace alone in the log and
+    /// the caller's value as it was.
+    template <class Exception>
+    void expectThrow(const std::string& body)
+    {
+        replyBody(body);
+        ZanCachedData fresh(apiUrl(path), 5);
+        out = "the caller's";
+        takeLog();
+        EXPECT_THROW(fresh.get(out), Exception) << body.substr(0, 80);
+        EXPECT_EQ(takeLog(), LogLines{executing(path)}) << body.substr(0, 80);
+        EXPECT_EQ(out, Json::Value("the caller's"));
+    }
+
+    ZanCachedData query{apiUrl(path), 5};
+    Json::Value out;
+};
+
+// The request.
+
+TEST_F(ZanCachedDataTest, UrlIsSchemeLoopbackHostAndPath)
+{
+    EXPECT_EQ(apiUrl("/api?fields=system"), "http://localhost/api?fields=system");
+}
+
+TEST_F(ZanCachedDataTest, RequestIsAPlainGetOverTheSocket)
+{
+    query.get(out);
+    EXPECT_EQ(api().takeRequests(), std::vector<std::string>{"GET /api?fields=system HTTP/1.1\r\n"
+                                                             "Host: localhost\r\n"
+                                                             "Accept: */*\r\n"
+                                                             "\r\n"});
+}
+
+TEST_F(ZanCachedDataTest, OptionsAreSetInTheirOrderAndNoOthers)
+{
+    query.get(out);
+    const std::vector<CurlOption> expected{
+        {CURLOPT_UNIX_SOCKET_PATH, "/var/run/api/http.sock"},
+        {CURLOPT_URL, "http://localhost/api?fields=system"},
+        {CURLOPT_HEADER, "0"},
+        {CURLOPT_FOLLOWLOCATION, "0"},
+        {CURLOPT_WRITEFUNCTION, "appendResponse"},
+        {CURLOPT_WRITEDATA, "pointer"},
+        {CURLOPT_SSL_VERIFYPEER, "0"},
+        {CURLOPT_SSL_VERIFYHOST, "0"},
+    };
+    EXPECT_EQ(interposed().curlOptions, expected);
+}
+
+TEST_F(ZanCachedDataTest, SuccessLogsTheTraceWithTheFullUrlOnly)
+{
+    query.get(out);
+    EXPECT_EQ(takeLog(),
+              (LogLines{{7, "zanjsondb:  executing [http://localhost/api?fields=system] request"}}));
+}
+
+TEST_F(ZanCachedDataTest, HandleIsCleanedUpAfterSuccess)
+{
+    query.get(out);
+    EXPECT_EQ(interposed().curlInits, 1);
+    EXPECT_EQ(interposed().curlCleanups, 1);
+}
+
+// Failures of libcurl.
+
+TEST_F(ZanCachedDataTest, WithoutAHandleTheTraceIsWrittenAndNothingCleanedUp)
+{
+    interposed().failCurlInit = true;
+    EXPECT_FALSE(query.get(out));
+    EXPECT_EQ(takeLog(), (LogLines{executing(path), {3, "failed to create curl instance"}}));
+    EXPECT_EQ(interposed().curlCleanups, 0);
+    EXPECT_TRUE(interposed().curlOptions.empty());
+}
+
+TEST_F(ZanCachedDataTest, EachOptionThatFailsIsNamedAndEndsTheRequest)
+{
+    const std::vector<std::pair<CURLoption, std::string>> options{
+        {CURLOPT_UNIX_SOCKET_PATH, " curl_easy_setopt(CURLOPT_UNIX_SOCKET_PATH) failed"},
+        {CURLOPT_URL, " curl_easy_setopt(CURLOPT_URL) failed"},
+        {CURLOPT_HEADER, " curl_easy_setopt(CURLOPT_HEADER) failed"},
+        {CURLOPT_FOLLOWLOCATION, " curl_easy_setopt(CURLOPT_FOLLOWLOCATION) failed"},
+        {CURLOPT_WRITEFUNCTION, " curl_easy_setopt(CURLOPT_WRITEFUNCTION) failed"},
+        {CURLOPT_WRITEDATA, " curl_easy_setopt(CURLOPT_WRITEDATA) failed"},
+        {CURLOPT_SSL_VERIFYPEER, " curl_easy_setopt(CURLOPT_SSL_VERIFYPEER) failed"},
+        {CURLOPT_SSL_VERIFYHOST, " curl_easy_setopt(CURLOPT_SSL_VERIFYHOST) failed"},
+    };
+    for (std::size_t i = 0; i < options.size(); ++i) {
+        SCOPED_TRACE(options[i].second);
+        resetInterposed();
+        interposed().failCurlOption = options[i].first;
+        EXPECT_FALSE(query.get(out));
+        EXPECT_EQ(takeLog(), (LogLines{executing(path), {3, options[i].second}}));
+        EXPECT_EQ(interposed().curlOptions.size(), i + 1) << "an option was set behind the one that failed";
+        EXPECT_EQ(interposed().transfers, 0);
+        EXPECT_EQ(interposed().curlInits, 1);
+        EXPECT_EQ(interposed().curlCleanups, 1);
+    }
+}
+
+TEST_F(ZanCachedDataTest, SocketMissingFailsTheTransferOnEveryRequest)
+{
+    apiDown();
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_FALSE(query.get(out));
+        EXPECT_EQ(takeLog(), (LogLines{executing(path), {3, " curl_easy_perform failed"}}));
+    }
+    EXPECT_EQ(interposed().curlInits, 3);
+    EXPECT_EQ(interposed().curlCleanups, 3);
+}
+
+TEST_F(ZanCachedDataTest, ConnectionClosedWithoutAWordFailsTheTransfer)
+{
+    expectFailure(Reply{}, " curl_easy_perform failed");
+}
+
+TEST_F(ZanCachedDataTest, BodyCutShortFailsTheTransfer)
+{
+    Reply reply = httpReply(envelope("{}"));
+    reply.pieces.back().pop_back();
+    expectFailure(reply, " curl_easy_perform failed");
+}
+
+TEST_F(ZanCachedDataTest, ChunkedBodyWithoutItsEndFailsTheTransfer)
+{
+    Reply reply = chunkedReply({envelope("{}")});
+    reply.pieces.pop_back();
+    expectFailure(reply, " curl_easy_perform failed");
+}
+
+TEST_F(ZanCachedDataTest, AnswerThatIsNotHttpFailsTheTransfer)
+{
+    expectFailure(Reply{{envelope("{}")}}, " curl_easy_perform failed");
+}
+
+TEST_F(ZanCachedDataTest, HeadCutShortFailsTheTransfer)
+{
+    expectFailure(Reply{{"HTTP/1.1 200 OK\r\nContent-Length: 10\r\n"}}, " curl_easy_perform failed");
+}
+
+// Transfers that succeed, however they arrive.
+
+TEST_F(ZanCachedDataTest, ChunkedBodyIsPutTogether)
+{
+    expectResult(chunkedReply({R"({"code": 2)", R"(00, "res)", R"(ult": {"a)", R"(": "b"}})"}),
+                 R"({"a": "b"})");
+}
+
+TEST_F(ZanCachedDataTest, AnswerSentByteByByteIsPutTogether)
+{
+    expectResult(byteByByte(httpReply(envelope(R"({"a": "b"})"))), R"({"a": "b"})");
+    expectResult(byteByByte(chunkedReply({R"({"code": 200,)", R"("result": [1, 2]})"})), "[1, 2]");
+}
+
+TEST_F(ZanCachedDataTest, BodyWithoutALengthEndsWithTheConnection)
+{
+    expectResult(Reply{{"HTTP/1.0 200 OK\r\n\r\n" + envelope(R"({"a": "b"})")}}, R"({"a": "b"})");
+}
+
+TEST_F(ZanCachedDataTest, HugeBodyIsTakenWhole)
+{
+    const std::string text(8U << 20U, 'x');
+    api().setReply(httpReply(envelope("\"" + text + "\"")));
+    ASSERT_TRUE(query.get(out));
+    EXPECT_TRUE(out.asString() == text);
+}
+
+TEST_F(ZanCachedDataTest, HttpErrorStatusWithAGoodEnvelopeSucceeds)
+{
+    for (const char* status : {"201 Created", "400 Bad Request", "401 Unauthorized", "404 Not Found",
+                               "500 Internal Server Error", "503 Service Unavailable", "999 Whatever"}) {
+        SCOPED_TRACE(status);
+        expectResult(httpReply(envelope(R"({"a": 1})"), status), R"({"a": 1})");
+    }
+}
+
+TEST_F(ZanCachedDataTest, RedirectIsNotFollowed)
+{
+    const char* location = "Location: http://localhost/elsewhere\r\n";
+    for (const char* status : {"301 Moved Permanently", "302 Found", "307 Temporary Redirect"}) {
+        SCOPED_TRACE(status);
+        api().takeRequests();
+        expectResult(httpReply(envelope("\"here\""), status, location), "\"here\"");
+        expectFailure(httpReply("", status, location), " failed to parse json response");
+        EXPECT_EQ(api().takePaths(), (std::vector<std::string>{path, path}));
+    }
+}
+
+TEST_F(ZanCachedDataTest, ResponseHeadersAreNotPartOfTheBody)
+{
+    expectResult(httpReply(envelope("{}"), "200 OK", "X-Note: {\"code\": 404}\r\n"), "{}");
+}
+
+// What is no strict JSON.
+
+TEST_F(ZanCachedDataTest, BodyThatIsNotStrictJsonFailsToParse)
+{
+    for (const char* body : {
+             "",
+             " ",
+             "<html>404</html>",
+             R"({"code": 200, "result": {})",
+             R"(/* a comment */ {"code": 200, "result": {}})",
+             R"({"code": /* a comment */ 200, "result": {}})",
+             "// a comment\n{\"code\": 200, \"result\": {}}",
+             R"({'code': 200, 'result': {}})",
+             R"({code: 200, result: {}})",
+             R"({"code": 200, "result": })",
+             R"({"code": 200 "result": {}})",
+             R"({"code": 200, "result": tru})",
+             "{\"code\": 200, \"result\": \"unfinished}",
+         }) {
+        SCOPED_TRACE(body);
+        expectFailure(httpReply(body), " failed to parse json response");
+    }
+}
+
+TEST_F(ZanCachedDataTest, ScalarAtTheRootFailsToParse)
+{
+    for (const char* body : {"200", "\"200\"", "true", "null", "1.5"}) {
+        SCOPED_TRACE(body);
+        expectFailure(httpReply(body), " failed to parse json response");
+    }
+}
+
+// The reader's own idea of strictness, relied on as it is.
+TEST_F(ZanCachedDataTest, ReaderOverlooksTextBehindTheRootAndCommentsAroundMembers)
+{
+    expectResult(httpReply(R"({/* a comment */ "code": 200, "result": 7})"), "7");
+    expectResult(httpReply(R"({"code": 200, "result": 7 /* a comment */})"), "7");
+    expectResult(httpReply(R"({"code": 200, "result": 7} and more)"), "7");
+}
+
+// The envelope.
+
+TEST_F(ZanCachedDataTest, EnvelopeWithoutCodeOrResultHasTheWrongFormat)
+{
+    for (const char* body :
+         {R"({})", R"({"code": 200})", R"({"result": {}})", R"({"Code": 200, "Result": {}})",
+          R"({"code": 404})", R"({"code": "200"})", R"({"data": {"code": 200, "result": {}}})"}) {
+        SCOPED_TRACE(body);
+        expectFailure(httpReply(body), " wrong format of json response");
+    }
+}
+
+TEST_F(ZanCachedDataTest, CodeOtherThan200IsABadCode)
+{
+    for (const char* code :
+         {"404", "0", "199", "201", "2000", "4294967295", "null", "true", "false", "199.99"}) {
+        SCOPED_TRACE(code);
+        expectFailure(httpReply(R"({"code": )" + std::string(code) + R"(, "result": {}})"),
+                      " bad json response code");
+    }
+}
+
+TEST_F(ZanCachedDataTest, CodeThatConvertsTo200Succeeds)
+{
+    for (const char* code : {"200", "200.0", "200.9", "2e2"}) {
+        SCOPED_TRACE(code);
+        expectResult(httpReply(R"({"code": )" + std::string(code) + R"(, "result": {"a": 1}})"),
+                     R"({"a": 1})");
+    }
+}
+
+TEST_F(ZanCachedDataTest, OtherMembersAreIgnored)
+{
+    expectResult(
+        httpReply(R"({"status": "error", "code": 200, "results": 1, "result": {"a": 1}, "code2": 404})"),
+        R"({"a": 1})");
+}
+
+TEST_F(ZanCachedDataTest, ResultMayBeOfAnyType)
+{
+    for (const char* result : {"null", "true", "false", "\"\"", "\"text\"", "0", "-1", "1.5", "[]",
+                               "[1, [2]]", "{}", R"({"a": {"b": null}})"}) {
+        SCOPED_TRACE(result);
+        expectResult(httpReply(envelope(result)), result);
+    }
+}
+
+TEST_F(ZanCachedDataTest, TextsKeepZeroBytesAndUtf8)
+{
+    api().setReply(httpReply(envelope(R"(["a\u0000b", "\u00e4\u20ac", "ä€"])")));
+    ASSERT_TRUE(query.get(out));
+    EXPECT_EQ(out[0].asString(), std::string("a\0b", 3));
+    EXPECT_EQ(out[1].asString(), "\xc3\xa4\xe2\x82\xac");
+    EXPECT_EQ(out[2].asString(), "\xc3\xa4\xe2\x82\xac");
+}
+
+// What the JSON library throws leaves `get`, and the handle is cleaned up (see ApiTest::TearDown).
+
+TEST_F(ZanCachedDataTest, CodeThatDoesNotConvertThrows)
+{
+    for (const char* code : {"\"200\"", "\"\"", "-1", "-200", "4294967296", "4294967496", "1e99", "[]",
+                             "[200]", "{}", R"({"code": 200})"}) {
+        expectThrow<Json::LogicError>(R"({"code": )" + std::string(code) + R"(, "result": {}})");
+    }
+    EXPECT_EQ(interposed().curlCleanups, 11);
+}
+
+TEST_F(ZanCachedDataTest, ArrayAsRootThrows)
+{
+    expectThrow<Json::LogicError>("[]");
+    expectThrow<Json::LogicError>(R"([{"code": 200, "result": {}}])");
+    EXPECT_EQ(interposed().curlCleanups, 2);
+}
+
+TEST_F(ZanCachedDataTest, NestingTooDeepForTheParserThrows)
+{
+    constexpr std::size_t depth = 2000;
+    expectThrow<Json::RuntimeError>(envelope(std::string(depth, '[') + std::string(depth, ']')));
+    EXPECT_EQ(interposed().curlCleanups, 1);
+}
+
+TEST_F(ZanCachedDataTest, NestingThatTheParserTakesSucceeds)
+{
+    constexpr std::size_t depth = 500;
+    const std::string result = std::string(depth, '[') + std::string(depth, ']');
+    expectResult(httpReply(envelope(result)), result);
+}
+
+TEST_F(ZanCachedDataTest, ThrowKeepsTheCacheAndTheNextGetFetchesAgain)
+{
+    fetched("\"good\"");
+    passSeconds(5);
+    replyBody(R"({"code": "200", "result": {}})");
+    EXPECT_THROW(query.get(out), Json::LogicError);
+    EXPECT_THROW(query.get(out), Json::LogicError);
+    EXPECT_EQ(api().takePaths().size(), 2U);
+    apiDown();
+    EXPECT_FALSE(query.get(out));
+    EXPECT_EQ(out, Json::Value("good"));
+}
+
+// The cache.
+
+TEST_F(ZanCachedDataTest, AnswersFromTheCacheUntilItsLifetimeIsOver)
+{
+    fetched("\"first\"");
+    replyBody(envelope("\"second\""));
+    setUptime(100499); // 4.99 seconds later
+    EXPECT_TRUE(query.get(out));
+    EXPECT_EQ(out, Json::Value("first"));
+    EXPECT_TRUE(api().takeRequests().empty());
+    EXPECT_TRUE(takeLog().empty());
+}
+
+TEST_F(ZanCachedDataTest, ExpiresAtExactlyItsLifetime)
+{
+    fetched("\"first\"");
+    replyBody(envelope("\"second\""));
+    setUptime(100500);
+    EXPECT_TRUE(query.get(out));
+    EXPECT_EQ(out, Json::Value("second"));
+    EXPECT_EQ(api().takePaths(), std::vector<std::string>{path});
+}
+
+TEST_F(ZanCachedDataTest, TimeIsCutToWholeSeconds)
+{
+    setUptime(100099); // the second 1000, up to its last hundredth
+    fetched("\"first\"");
+    replyBody(envelope("\"second\""));
+    setUptime(100499);
+    EXPECT_TRUE(query.get(out));
+    EXPECT_EQ(out, Json::Value("first"));
+    setUptime(100500); // the second 1005, 4.01 seconds later
+    EXPECT_TRUE(query.get(out));
+    EXPECT_EQ(out, Json::Value("second"));
+}
+
+TEST_F(ZanCachedDataTest, AgeCountsFromTheFetchAndNotFromTheLastGet)
+{
+    fetched("1");
+    for (int second = 1; second < 5; ++second) {
+        passSeconds(1);
+        EXPECT_TRUE(query.get(out));
+    }
+    EXPECT_TRUE(api().takeRequests().empty());
+    passSeconds(1);
+    EXPECT_TRUE(query.get(out));
+    EXPECT_EQ(api().takeRequests().size(), 1U);
+}
+
+TEST_F(ZanCachedDataTest, LifetimeIsTheObjectsOwn)
+{
+    ZanCachedData longer(apiUrl(path), 60);
+    ZanCachedData none(apiUrl(path), 0);
+    longer.get(out);
+    none.get(out);
+    api().takeRequests();
+    passSeconds(59);
+    longer.get(out);
+    EXPECT_EQ(api().takeRequests().size(), 0U);
+    passSeconds(1);
+    longer.get(out);
+    EXPECT_EQ(api().takeRequests().size(), 1U);
+    none.get(out);
+    none.get(out);
+    EXPECT_EQ(api().takeRequests().size(), 2U);
+}
+
+TEST_F(ZanCachedDataTest, NewObjectAnswersNullWithoutARequestInTheFirstSecondsOfUptime)
+{
+    for (const long uptime : {0L, 99L, 100L, 499L}) {
+        setUptime(uptime);
+        out = "before";
+        EXPECT_TRUE(query.get(out)) << uptime;
+        EXPECT_TRUE(out.isNull()) << uptime;
+    }
+    EXPECT_TRUE(api().takeRequests().empty());
+    EXPECT_TRUE(takeLog().empty());
+    setUptime(500);
+    EXPECT_TRUE(query.get(out));
+    EXPECT_EQ(out, json("{}"));
+    EXPECT_EQ(api().takeRequests().size(), 1U);
+}
+
+TEST_F(ZanCachedDataTest, ClockThatWentBackExpires)
+{
+    fetched("\"first\"");
+    replyBody(envelope("\"second\""));
+    setUptime(99900); // one second before the fetch: an age of 2^32 - 1 seconds
+    EXPECT_TRUE(query.get(out));
+    EXPECT_EQ(out, Json::Value("second"));
+}
+
+TEST_F(ZanCachedDataTest, AgeIsTakenModulo32Bits)
+{
+    if (std::numeric_limits<long>::max() / 100 <= std::numeric_limits<std::uint32_t>::max()) {
+        GTEST_SKIP() << "on 32 bits the uptime in hundredths wraps long before its seconds do";
+    }
+    setUptime(429496729400); // 2^32 - 2 seconds
+    fetched("\"first\"");
+    replyBody(envelope("\"second\""));
+    passSeconds(4); // 2 seconds by 32 bits
+    EXPECT_TRUE(query.get(out));
+    EXPECT_EQ(out, Json::Value("first"));
+    passSeconds(1);
+    EXPECT_TRUE(query.get(out));
+    EXPECT_EQ(out, Json::Value("second"));
+}
+
+TEST_F(ZanCachedDataTest, ResultHandedOutIsTheCallersOwn)
+{
+    fetched(R"({"a": [1, 2]})");
+    out["a"].clear();
+    out["b"] = 1;
+    EXPECT_TRUE(query.get(out));
+    EXPECT_EQ(out, json(R"({"a": [1, 2]})"));
+}
+
+TEST_F(ZanCachedDataTest, NewResultReplacesTheOldOneWhole)
+{
+    fetched(R"({"a": 1, "b": 2})");
+    passSeconds(5);
+    fetched(R"({"b": 3})");
+    EXPECT_TRUE(query.get(out));
+    EXPECT_EQ(out, json(R"({"b": 3})"));
+}
+
+TEST_F(ZanCachedDataTest, ObjectsOfTheSameUrlKeepTheirResultsApart)
+{
+    ZanCachedData other(apiUrl(path), 5);
+    fetched("1");
+    replyBody(envelope("2"));
+    EXPECT_TRUE(other.get(out));
+    EXPECT_EQ(out, Json::Value(2));
+    EXPECT_TRUE(query.get(out));
+    EXPECT_EQ(out, Json::Value(1));
+}
+
+TEST_F(ZanCachedDataTest, WarmGetCopiesTheResultOnceAndNothingElse)
+{
+    fetched(R"({"a": [1, 2, 3], "b": {"c": "text", "d": {"e": true}}})");
+    const long before = allocationsMade();
+    const Json::Value copy(out);
+    const long oneCopy = allocationsMade() - before;
+    ASSERT_GT(oneCopy, 0);
+    Json::Value empty;
+    EXPECT_TRUE(query.get(empty));
+    EXPECT_EQ(allocationsMade() - before, 2 * oneCopy);
+}
+
+// Failures and the cache.
+
+TEST_F(ZanCachedDataTest, FailureHandsOutTheLastGoodResultAndReturnsFalse)
+{
+    fetched("\"good\"");
+    passSeconds(5);
+    replyBody(R"({"code": 404, "result": "bad"})");
+    EXPECT_FALSE(query.get(out));
+    EXPECT_EQ(out, Json::Value("good"));
+    EXPECT_FALSE(query.get(out));
+    EXPECT_EQ(out, Json::Value("good"));
+}
+
+TEST_F(ZanCachedDataTest, FailureBeforeAnySuccessHandsOutNull)
+{
+    apiDown();
+    out = "before";
+    EXPECT_FALSE(query.get(out));
+    EXPECT_TRUE(out.isNull());
+}
+
+TEST_F(ZanCachedDataTest, VeryNextGetAfterAFailureFetchesAgain)
+{
+    fetched("\"good\"");
+    passSeconds(5);
+    replyBody("");
+    EXPECT_FALSE(query.get(out));
+    replyBody(envelope("\"again\""));
+    EXPECT_TRUE(query.get(out));
+    EXPECT_EQ(out, Json::Value("again"));
+    EXPECT_EQ(api().takeRequests().size(), 2U);
+}
+
+TEST_F(ZanCachedDataTest, FailureExpiresAResultEvenWhenTheClockGoesBackIntoItsLifetime)
+{
+    fetched("\"good\"");
+    setUptime(100500);
+    apiDown();
+    EXPECT_FALSE(query.get(out));
+    setUptime(100100); // one second behind the fetch
+    EXPECT_FALSE(query.get(out));
+}
+
+TEST_F(ZanCachedDataTest, EveryFailureResetsTheAge)
+{
+    const std::vector<Reply> failures{Reply{}, httpReply("x"), httpReply("{}"),
+                                      httpReply(R"({"code": 1, "result": 1})")};
+    for (const Reply& failure : failures) {
+        setUptime(100000);
+        ZanCachedData fresh(apiUrl(path), 5);
+        replyBody(envelope("1"));
+        EXPECT_TRUE(fresh.get(out));
+        setUptime(100500);
+        api().setReply(failure);
+        EXPECT_FALSE(fresh.get(out));
+        setUptime(100100);
+        replyBody(envelope("2"));
+        EXPECT_TRUE(fresh.get(out));
+        EXPECT_EQ(out, Json::Value(2));
+    }
+}
+
+TEST_F(ZanCachedDataTest, FailureOfLibcurlResetsTheAgeToo)
+{
+    for (const bool init : {true, false}) {
+        setUptime(100000);
+        fetched("1");
+        setUptime(100500);
+        interposed().failCurlInit = init;
+        interposed().failCurlOption = CURLOPT_URL;
+        EXPECT_FALSE(query.get(out));
+        EXPECT_EQ(out, Json::Value(1));
+        resetInterposed();
+        setUptime(100100);
+        api().takeRequests();
+        EXPECT_TRUE(query.get(out));
+        EXPECT_EQ(api().takeRequests().size(), 1U);
+    }
+}
+
+TEST_F(ZanCachedDataTest, AfterAFailureTheFirstSecondsOfUptimeServeTheOldResult)
+{
+    fetched("\"good\"");
+    passSeconds(5);
+    apiDown();
+    EXPECT_FALSE(query.get(out));
+    setUptime(499); // the age counts from 0 now
+    EXPECT_TRUE(query.get(out));
+    EXPECT_EQ(out, Json::Value("good"));
+}
+
+TEST_F(ZanCachedDataTest, TwoGetsWithinTheLifetimeMakeOneRequestAndAThirdBehindItAnother)
+{
+    EXPECT_TRUE(query.get(out));
+    passSeconds(4);
+    EXPECT_TRUE(query.get(out));
+    EXPECT_EQ(api().takeRequests().size(), 1U);
+    passSeconds(1);
+    EXPECT_TRUE(query.get(out));
+    EXPECT_EQ(api().takeRequests().size(), 1U);
+}
+
+// What the tables ask a query.
+
+TEST_F(ZanCachedDataTest, IsCachedTellsWhetherGetWouldAskTheApi)
+{
+    EXPECT_FALSE(query.isCached());
+    query.get(out);
+    EXPECT_TRUE(query.isCached());
+    passSeconds(4);
+    EXPECT_TRUE(query.isCached());
+    passSeconds(1);
+    EXPECT_FALSE(query.isCached());
+    query.get(out);
+    passSeconds(5);
+    replyBody("");
+    query.get(out);
+    EXPECT_FALSE(query.isCached());
+}
+
+TEST_F(ZanCachedDataTest, FetchCountCountsSuccessfulFetches)
+{
+    EXPECT_EQ(query.fetchCount(), 0U);
+    query.get(out);
+    query.get(out);
+    EXPECT_EQ(query.fetchCount(), 1U);
+    passSeconds(5);
+    replyBody("");
+    query.get(out);
+    EXPECT_EQ(query.fetchCount(), 1U);
+    replyBody(R"({"code": "200", "result": {}})");
+    EXPECT_THROW(query.get(out), Json::LogicError);
+    EXPECT_EQ(query.fetchCount(), 1U);
+    replyBody(envelope("1"));
+    query.get(out);
+    EXPECT_EQ(query.fetchCount(), 2U);
+}
+
+// The append callback.
+
+TEST(AppendResponseTest, AppendsSizeTimesCountBytes)
+{
+    std::string buffer = "before ";
+    std::string data("ab\0defgh", 8);
+    EXPECT_EQ(appendResponse(data.data(), 2, 3, &buffer), 6U);
+    EXPECT_EQ(buffer, std::string("before ab\0def", 13));
+    EXPECT_EQ(appendResponse(data.data(), 1, 0, &buffer), 0U);
+    EXPECT_EQ(buffer.size(), 13U);
+}
+
+TEST(AppendResponseTest, WithoutABufferTakesNothing)
+{
+    std::string data = "data";
+    EXPECT_EQ(appendResponse(data.data(), 1, data.size(), nullptr), 0U);
+}
+
+TEST(AppendResponseTest, ThrowsWhenTheBufferWouldPassItsMaximumSize)
+{
+    std::string buffer = "full";
+    try {
+        char data = 0;
+        appendResponse(&data, 1, buffer.max_size() - buffer.size() + 1, &buffer);
+        FAIL() << "nothing thrown";
+    } catch (const std::length_error& error) {
+        EXPECT_STREQ(error.what(), "basic_string::append");
+    }
+    EXPECT_EQ(buffer, "full");
+}
+
+TEST(AppendResponseTest, TakesNothingWhenMemoryIsShort)
+{
+    std::string buffer = "before";
+    std::string data(1000, 'x');
+    const FailingAllocation shortage(1);
+    EXPECT_EQ(appendResponse(data.data(), 1, data.size(), &buffer), 0U);
+    EXPECT_TRUE(shortage.happened());
+    EXPECT_EQ(buffer, "before");
+}
+
+// Memory that runs short, at each of the allocations of a fetch in turn.
+
+TEST_F(ZanCachedDataTest, NoShortageOfMemoryLeaksOrBreaksTheQuery)
+{
+    const std::string body =
+        envelope(R"({"a": ["a text long enough for the heap", 1, {"b": true}], "c": {}})");
+    replyBody(body);
+    ASSERT_TRUE(query.get(out));
+    passSeconds(5);
+    ASSERT_TRUE(query.get(out));
+    const Json::Value expected = out;
+    const long alive = allocationsAlive();
+
+    long nth = 0;
+    bool happened = true;
+    while (happened) {
+        passSeconds(5);
+        {
+            const FailingAllocation shortage(++nth);
+            try {
+                query.get(out);
+            } catch (const std::bad_alloc&) {
+                takeLog();
+            }
+            happened = shortage.happened();
+        }
+        takeLog();
+        passSeconds(5);
+        ASSERT_TRUE(query.get(out)) << "after failing allocation " << nth;
+        ASSERT_EQ(out, expected);
+        ASSERT_EQ(allocationsAlive(), alive) << "after failing allocation " << nth;
+        ASSERT_EQ(interposed().curlCleanups, interposed().curlInits) << "after failing allocation " << nth;
+    }
+    EXPECT_GT(nth, 10) << "hardly any allocation was reached";
+}
+
+} // namespace

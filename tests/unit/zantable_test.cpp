@@ -1,0 +1,763 @@
+#include "zantable.h"
+
+#include "zanproviders.h"
+
+#include "support/allocations.h"
+#include "support/apitest.h"
+#include "support/clock.h"
+#include "support/tables.h"
+
+#include <json/json.h>
+
+#include <limits>
+#include <optional>
+
+using namespace zantest;
+using zansnmp::ZanTableLoopContext;
+
+namespace {
+
+std::string tableName(const testing::TestParamInfo<const TableUnderTest*>& info)
+{
+    return info.param->name;
+}
+
+/// What holds for all six tables.
+class TableTest : public ApiTest, public testing::WithParamInterface<const TableUnderTest*> {
+protected:
+    const TableUnderTest& table = *GetParam();
+
+    std::string message(const std::string& before, const std::string& after) const
+    {
+        return before + table.name + after;
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(All, TableTest, testing::ValuesIn(allTables()), tableName);
+
+/// What holds for the five tables that may have any number of rows.
+class ListTableTest : public TableTest {};
+
+INSTANTIATE_TEST_SUITE_P(All, ListTableTest,
+                         testing::Values(&openVpnTable, &ipsecTable, &greTable, &staticRoutesTable,
+                                         &leasesTable),
+                         tableName);
+
+// Registration.
+
+Oid belowModuleRoot(const Oid& arcs)
+{
+    Oid full{1, 3, 6, 1, 4, 1, ZAN_ENTERPRISE_NUMBER, 14, 1, 1};
+    full.insert(full.end(), arcs.begin(), arcs.end());
+    return full;
+}
+
+TEST_P(TableTest, HandlerRegistrationHasNameOidAndReadOnlyMode)
+{
+    table.init();
+    ASSERT_EQ(interposed().created.size(), 1U);
+    const Created& created = interposed().created.front();
+    EXPECT_EQ(created.name, table.name);
+    EXPECT_EQ(created.oid, belowModuleRoot(table.arcs));
+    EXPECT_EQ(created.modes, HANDLER_CAN_RONLY);
+    EXPECT_EQ(created.handler, table.hooks.handler);
+    ASSERT_EQ(interposed().registered.size(), 1U);
+    EXPECT_EQ(interposed().registered.front().registration, created.registration);
+    EXPECT_TRUE(interposed().freedRegistrations.empty());
+}
+
+TEST_P(TableTest, IteratorInfoHasTheFiveHooksAndOwnsItself)
+{
+    table.init();
+    ASSERT_EQ(interposed().registered.size(), 1U);
+    const netsnmp_iterator_info* info = interposed().registered.front().info;
+    ASSERT_NE(info, nullptr);
+    EXPECT_EQ(info->get_first_data_point, table.hooks.getFirst);
+    EXPECT_EQ(info->get_next_data_point, table.hooks.getNext);
+    EXPECT_EQ(info->make_data_context, table.hooks.convertContext);
+    EXPECT_EQ(info->free_data_context, table.hooks.freeData);
+    EXPECT_EQ(info->free_loop_context_at_end, table.hooks.freeLoop);
+    EXPECT_EQ(info->free_loop_context, nullptr);
+    EXPECT_EQ(info->myvoid, nullptr);
+    EXPECT_EQ(info->flags, NETSNMP_HANDLER_OWNS_IINFO) << "among others, the rows are not declared sorted";
+    EXPECT_EQ(info->get_row_indexes, nullptr);
+}
+
+TEST_P(TableTest, TableInfoHasOneIntegerIndexAndTheColumns)
+{
+    table.init();
+    ASSERT_EQ(interposed().registered.size(), 1U);
+    const netsnmp_table_registration_info* info = interposed().registered.front().info->table_reginfo;
+    ASSERT_NE(info, nullptr);
+    ASSERT_NE(info->indexes, nullptr);
+    EXPECT_EQ(info->indexes->type, ASN_INTEGER);
+    EXPECT_EQ(info->indexes->next_variable, nullptr);
+    EXPECT_EQ(info->min_column, 1U);
+    EXPECT_EQ(info->max_column, table.columns);
+    EXPECT_EQ(info->valid_columns, nullptr);
+}
+
+TEST_P(TableTest, RegistrationIsTracedBeforeItIsMade)
+{
+    const std::string trace =
+        std::string(table.sourceTag) + ": registering table " + table.name + " as a table iterator\n";
+    table.init();
+    EXPECT_EQ(takeLog(), (LogLines{{7, trace}}));
+    EXPECT_EQ(interposed().journal, (std::vector<std::string>{message("create ", ""), "log 7 " + trace,
+                                                              message("register table ", "")}));
+}
+
+TEST_P(TableTest, InfoBlocksAreCallocatedTheTablesFirst)
+{
+    interposed().watchCalloc = true;
+    table.init();
+    interposed().watchCalloc = false;
+    EXPECT_EQ(interposed().callocs, (std::vector<std::size_t>{sizeof(netsnmp_table_registration_info),
+                                                              sizeof(netsnmp_iterator_info)}));
+    const netsnmp_iterator_info* info = interposed().registered.front().info;
+    EXPECT_EQ(interposed().callocated,
+              (std::set<void*>{info->table_reginfo, const_cast<netsnmp_iterator_info*>(info)}));
+}
+
+TEST_P(TableTest, FailedAllocationsAreLoggedAndFreeWhatWasAllocated)
+{
+    for (int failures = 1; failures < 8; ++failures) {
+        SCOPED_TRACE(failures);
+        resetInterposed();
+        const bool failTableInfo = (failures & 1) != 0;
+        const bool failIterator = (failures & 2) != 0;
+        interposed().failCreation = (failures & 4) != 0;
+        if (failTableInfo) {
+            interposed().failCallocs.insert(0);
+        }
+        if (failIterator) {
+            interposed().failCallocs.insert(1);
+        }
+        interposed().watchCalloc = true;
+        table.init();
+        interposed().watchCalloc = false;
+
+        EXPECT_EQ(takeLog(), (LogLines{{3, table.allocationMessage}}));
+        EXPECT_TRUE(interposed().callocated.empty()) << "an info block was not freed";
+        EXPECT_TRUE(interposed().registered.empty());
+        ASSERT_EQ(interposed().created.size(), 1U);
+        std::vector<netsnmp_handler_registration*> toFree;
+        if (!interposed().failCreation) {
+            toFree.push_back(interposed().created.front().registration);
+        }
+        EXPECT_EQ(interposed().freedRegistrations, toFree);
+    }
+}
+
+// The rows.
+
+TEST_P(TableTest, FirstRowHasTheIndexOneAndThePositionZero)
+{
+    freshResult(table.resultWithRows({1}));
+    const Walk walk(table);
+    EXPECT_EQ(walk.index(), 1);
+    ASSERT_NE(walk.context(), nullptr);
+    EXPECT_EQ(walk.context()->position, 0);
+    ASSERT_TRUE(walk.context()->rows.isArray());
+    EXPECT_EQ(walk.context()->rows.size(), 1U);
+    EXPECT_EQ(takeLog(), LogLines{executing(table.path)});
+    EXPECT_EQ(api().takePaths(), std::vector<std::string>{table.path});
+}
+
+TEST_P(TableTest, IndexIsAnInteger)
+{
+    freshResult(table.resultWithRows({1}));
+    void* loopContext = nullptr;
+    void* dataContext = &loopContext; // written by no hook
+    netsnmp_variable_list index{};
+    EXPECT_EQ(table.hooks.getFirst(&loopContext, &dataContext, &index, nullptr), &index);
+    EXPECT_EQ(index.type, ASN_INTEGER);
+    EXPECT_EQ(*index.val.integer, 1);
+    EXPECT_EQ(dataContext, &loopContext);
+    EXPECT_EQ(table.hooks.getNext(&loopContext, &dataContext, &index, nullptr), nullptr);
+    EXPECT_EQ(dataContext, &loopContext);
+    table.hooks.freeLoop(loopContext, nullptr);
+}
+
+TEST_P(ListTableTest, RowsAreNumberedInTheOrderOfTheArray)
+{
+    freshResult(table.resultWithRows({30, 10, 20}));
+    EXPECT_EQ(indices(table), (std::vector<long>{1, 2, 3}));
+    EXPECT_EQ(getCell(table, 1, 1), integer(0));
+    EXPECT_EQ(getCell(table, 1, 2), integer(1));
+    EXPECT_EQ(getCell(table, 1, 3), integer(2));
+    const std::string prefix = &table == &leasesTable ? "192.168.1." : "row ";
+    EXPECT_EQ(getCell(table, 2, 1), octets(prefix + "30"));
+    EXPECT_EQ(getCell(table, 2, 2), octets(prefix + "10"));
+    EXPECT_EQ(getCell(table, 2, 3), octets(prefix + "20"));
+}
+
+TEST_P(ListTableTest, EmptyArrayHasALoopContextAndNoRows)
+{
+    freshResult(table.resultWithRows({}));
+    const Walk walk(table);
+    EXPECT_EQ(walk.index(), 0);
+    ASSERT_NE(walk.context(), nullptr);
+    EXPECT_EQ(walk.context()->rows, Json::Value(Json::arrayValue));
+    EXPECT_EQ(walk.row(), nullptr);
+    EXPECT_EQ(takeLog(), LogLines{executing(table.path)});
+}
+
+TEST_P(ListTableTest, RowsMayBeOfAnyType)
+{
+    const std::string array = R"([null, "text", 7, [1, 2], {}, true])";
+    const std::string empty = "[]";
+    std::string result = table.resultWithRows({});
+    result.replace(result.find(empty), empty.size(), array);
+    freshResult(result);
+    EXPECT_EQ(indices(table), (std::vector<long>{1, 2, 3, 4, 5, 6}));
+    const std::vector<Cell> expected{octets(""),        octets("Unknown"), octets("Unknown"),
+                                     octets("Unknown"), octets(""),        octets("Unknown")};
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        const long index = static_cast<long>(i) + 1;
+        EXPECT_EQ(getCell(table, 1, index), integer(index - 1));
+        EXPECT_EQ(getCell(table, 2, index), expected[i]) << index;
+    }
+}
+
+TEST_P(ListTableTest, RowsThatAreNoArrayAreNoRowsAndNoLogLine)
+{
+    const std::string empty = "[]";
+    const std::string result = table.resultWithRows({});
+    for (const char* rows : {"null", "{}", R"({"0": {"name": "x"}})", R"("x")", "7", "true"}) {
+        std::string other = result;
+        other.replace(other.find(empty), empty.size(), rows);
+        freshResult(other);
+        const Walk walk(table);
+        EXPECT_EQ(walk.context(), nullptr) << other;
+        EXPECT_EQ(walk.index(), 0) << other;
+        EXPECT_EQ(takeLog(), LogLines{executing(table.path)}) << other;
+    }
+}
+
+TEST_P(ListTableTest, ResultWithoutTheMemberHasNoRowsAndNoLogLine)
+{
+    for (const char* result : {"{}", "null", R"({"other": []})", "[]", "[[]]", "7", R"("x")", "true"}) {
+        freshResult(result);
+        EXPECT_EQ(indices(table), std::vector<long>{}) << result;
+        EXPECT_EQ(takeLog(), LogLines{executing(table.path)}) << result;
+    }
+}
+
+TEST_P(TableTest, FailedQueryHasNoRowsAndLogsNothingOfItsOwn)
+{
+    freshResult(table.resultWithRows({1}));
+    api().setReply(httpReply(R"({"code": 404, "result": {}})"));
+    EXPECT_EQ(indices(table), std::vector<long>{});
+    EXPECT_EQ(takeLog(), (LogLines{executing(table.path), {LOG_ERR, " bad json response code"}}));
+    apiDown();
+    EXPECT_EQ(indices(table), std::vector<long>{});
+    EXPECT_EQ(takeLog(), (LogLines{executing(table.path), {LOG_ERR, " curl_easy_perform failed"}}));
+}
+
+TEST_P(TableTest, ExceptionOfTheQueryIsNoRows)
+{
+    freshResult("{}");
+    api().setReply(httpReply(R"({"code": "200", "result": {}})"));
+    EXPECT_EQ(indices(table), std::vector<long>{});
+    EXPECT_EQ(takeLog(), LogLines{executing(table.path)});
+}
+
+TEST_P(TableTest, LoopContextIsStoredOnSuccessOnly)
+{
+    freshResult("{}");
+    apiDown();
+    int sentinel = 0;
+    void* loopContext = &sentinel;
+    netsnmp_variable_list index{};
+    EXPECT_EQ(table.hooks.getFirst(&loopContext, nullptr, &index, nullptr), nullptr);
+    EXPECT_EQ(loopContext, &sentinel);
+}
+
+TEST_P(TableTest, GetNextWithoutALoopContextIsNull)
+{
+    netsnmp_variable_list index{};
+    EXPECT_EQ(table.hooks.getNext(nullptr, nullptr, &index, nullptr), nullptr);
+    void* none = nullptr;
+    EXPECT_EQ(table.hooks.getNext(&none, nullptr, &index, nullptr), nullptr);
+}
+
+TEST_P(TableTest, GetNextBehindTheEndStaysNull)
+{
+    freshResult(table.resultWithRows({1}));
+    Walk walk(table);
+    EXPECT_FALSE(walk.next());
+    EXPECT_FALSE(walk.next());
+    EXPECT_EQ(walk.row(), nullptr);
+}
+
+TEST_P(TableTest, RowContextIsACopyOfTheRow)
+{
+    freshResult(table.resultWithRows({1}));
+    const Walk walk(table);
+    const RowContext row = walk.row();
+    ASSERT_NE(row, nullptr);
+    EXPECT_EQ(row->position, 0);
+    EXPECT_EQ(row->row, walk.context()->rows[0U]);
+    EXPECT_NE(&row->row, &walk.context()->rows[0U]);
+}
+
+TEST_P(ListTableTest, RowContextHoldsItsOwnPosition)
+{
+    freshResult(table.resultWithRows({1, 2, 3}));
+    Walk walk(table);
+    walk.next();
+    const RowContext second = walk.row();
+    walk.next();
+    const RowContext third = walk.row();
+    EXPECT_EQ(second->position, 1);
+    EXPECT_EQ(third->position, 2);
+    EXPECT_EQ(second->row, walk.context()->rows[1U]);
+}
+
+TEST_P(TableTest, RowContextOutlivesTheWalk)
+{
+    freshResult(table.resultWithRows({1}));
+    std::optional<Walk> walk(table);
+    const RowContext row = walk->row();
+    const Json::Value content = row->row;
+    walk.reset();
+    EXPECT_EQ(row->row, content);
+}
+
+TEST_P(TableTest, ConvertWithoutALoopContextIsNull)
+{
+    EXPECT_EQ(table.hooks.convertContext(nullptr, nullptr), nullptr);
+}
+
+TEST_P(TableTest, FreeHooksDoNothingForNull)
+{
+    table.hooks.freeData(nullptr, nullptr);
+    table.hooks.freeLoop(nullptr, nullptr);
+}
+
+// The handler.
+
+TEST_P(TableTest, MissingRowIsNoSuchInstance)
+{
+    freshResult(table.resultWithRows({1}));
+    for (const long index : {0L, 2L, 3L, -1L, 1000000L}) {
+        EXPECT_EQ(getCell(table, 1, index), noSuchInstance()) << index;
+    }
+}
+
+TEST_P(TableTest, GetWithoutARowIsNoSuchInstanceEvenWithoutACell)
+{
+    Request request;
+    EXPECT_EQ(handle(table.hooks.handler, MODE_GET, &request.info()), SNMP_ERR_NOERROR);
+    EXPECT_EQ(request.cell(), noSuchInstance());
+    EXPECT_TRUE(takeLog().empty());
+}
+
+TEST_P(TableTest, EveryModeOtherThanGetIsLoggedAndLeavesTheVariable)
+{
+    zansnmp::ZanTableRowContext row{0, Json::Value(Json::objectValue)};
+    for (const int mode : modesOtherThanGet()) {
+        for (const bool withRow : {true, false}) {
+            Request request;
+            if (withRow) {
+                request.setRow(&row);
+            }
+            request.setColumn(1);
+            EXPECT_EQ(handle(table.hooks.handler, mode, &request.info()), SNMP_ERR_NOERROR) << mode;
+            EXPECT_EQ(request.cell(), untouched()) << mode;
+            EXPECT_EQ(takeLog(),
+                      (LogLines{{4, message("problem encountered in ", "_handler: unsupported mode\n")}}))
+                << mode;
+        }
+    }
+}
+
+TEST_P(TableTest, OtherModeWithoutACellIsSilent)
+{
+    Request request;
+    EXPECT_EQ(handle(table.hooks.handler, MODE_GETNEXT, &request.info()), SNMP_ERR_NOERROR);
+    EXPECT_EQ(request.cell(), untouched());
+    EXPECT_TRUE(takeLog().empty());
+}
+
+TEST_P(TableTest, UnknownColumnsAreLoggedAndLeaveTheVariable)
+{
+    zansnmp::ZanTableRowContext row{0, Json::Value(Json::objectValue)};
+    for (const unsigned column : {0U, table.columns + 1, 1000U, std::numeric_limits<unsigned>::max()}) {
+        Request request;
+        request.setRow(&row);
+        request.setColumn(column);
+        EXPECT_EQ(handle(table.hooks.handler, MODE_GET, &request.info()), SNMP_ERR_NOERROR) << column;
+        EXPECT_EQ(request.cell(), untouched()) << column;
+        EXPECT_EQ(takeLog(), (LogLines{{4, message("problem encountered in ", ": unknown column\n")}}))
+            << column;
+    }
+}
+
+TEST_P(TableTest, ColumnsOfTheTableLogNothing)
+{
+    zansnmp::ZanTableRowContext row{0, Json::Value(Json::objectValue)};
+    for (unsigned column = 1; column <= table.columns; ++column) {
+        Request request;
+        request.setRow(&row);
+        request.setColumn(column);
+        EXPECT_EQ(handle(table.hooks.handler, MODE_GET, &request.info()), SNMP_ERR_NOERROR);
+        EXPECT_FALSE(request.cell() == untouched()) << column;
+    }
+    EXPECT_TRUE(takeLog().empty());
+}
+
+TEST_P(TableTest, ProcessedRequestIsSkipped)
+{
+    Request request;
+    request.setColumn(1);
+    request.info().processed = 1;
+    EXPECT_EQ(handle(table.hooks.handler, MODE_GET, &request.info()), SNMP_ERR_NOERROR);
+    EXPECT_EQ(handle(table.hooks.handler, MODE_GETNEXT, &request.info()), SNMP_ERR_NOERROR);
+    EXPECT_EQ(request.cell(), untouched());
+    EXPECT_TRUE(takeLog().empty());
+}
+
+TEST_P(TableTest, RequestWithoutACellIsSkippedSilently)
+{
+    zansnmp::ZanTableRowContext row{0, Json::Value(Json::objectValue)};
+    Request request;
+    request.setRow(&row);
+    EXPECT_EQ(handle(table.hooks.handler, MODE_GET, &request.info()), SNMP_ERR_NOERROR);
+    EXPECT_EQ(request.cell(), untouched());
+    EXPECT_TRUE(takeLog().empty());
+}
+
+TEST_P(TableTest, NoRequestsAtAllIsNoError)
+{
+    EXPECT_EQ(handle(table.hooks.handler, MODE_GET, nullptr), SNMP_ERR_NOERROR);
+    EXPECT_EQ(handle(table.hooks.handler, MODE_GETNEXT, nullptr), SNMP_ERR_NOERROR);
+}
+
+TEST_P(TableTest, EveryRequestOfTheListIsAnsweredWhateverTheOthersAre)
+{
+    zansnmp::ZanTableRowContext row{4, Json::Value(Json::objectValue)};
+    Request requests[6];
+    for (std::size_t i = 0; i + 1 < std::size(requests); ++i) {
+        requests[i].info().next = &requests[i + 1].info();
+    }
+    requests[0].setColumn(1); // without a row
+    requests[1].setRow(&row); // without a cell
+    requests[2].setRow(&row);
+    requests[2].setColumn(99);
+    requests[3].setRow(&row);
+    requests[3].setColumn(1);
+    requests[3].info().processed = 1;
+    requests[4].setRow(&row);
+    requests[4].setColumn(1);
+    requests[5].setRow(&row);
+    requests[5].setColumn(2);
+    EXPECT_EQ(handle(table.hooks.handler, MODE_GET, &requests[0].info()), SNMP_ERR_NOERROR);
+    EXPECT_EQ(requests[0].cell(), noSuchInstance());
+    EXPECT_EQ(requests[1].cell(), untouched());
+    EXPECT_EQ(requests[2].cell(), untouched());
+    EXPECT_EQ(requests[3].cell(), untouched());
+    EXPECT_EQ(requests[4].cell(), integer(4));
+    EXPECT_EQ(requests[5].cell(), octets(""));
+    EXPECT_EQ(takeLog(), (LogLines{{4, message("problem encountered in ", ": unknown column\n")}}));
+}
+
+TEST_P(TableTest, TextsAndNumbersAreSetWithTheirTypeAndLength)
+{
+    zansnmp::ZanTableRowContext row{0, Json::Value(Json::objectValue)};
+    row.row["name"] = std::string("a\0b", 3);
+    row.row["ip"] = std::string("a\0b", 3);
+    row.row["alias"] = std::string("a\0b", 3);
+    Request request;
+    request.setRow(&row);
+    request.setColumn(2);
+    handle(table.hooks.handler, MODE_GET, &request.info());
+    EXPECT_EQ(request.cell(), octets(std::string("a\0b", 3)));
+    ASSERT_EQ(interposed().typedValues.size(), 1U);
+    EXPECT_EQ(interposed().typedValues.front().type, ASN_OCTET_STR);
+    EXPECT_EQ(interposed().typedValues.front().length, 3U);
+}
+
+// Ownership.
+
+TEST_P(TableTest, GetsLeaveNothingBehind)
+{
+    freshResult(table.resultWithRows({1}));
+    getRow(table, 1);
+    const long alive = allocationsAlive();
+    getRow(table, 1);
+    getCell(table, 1, 2);
+    EXPECT_EQ(allocationsAlive(), alive);
+    passSeconds(5);
+    getRow(table, 1);
+    EXPECT_EQ(allocationsAlive(), alive);
+}
+
+TEST_P(TableTest, ContextsComeFromTheLanguagesAllocator)
+{
+    freshResult(table.resultWithRows({1}));
+    getCell(table, 1, 1);
+    interposed().watchCalloc = true;
+    getCell(table, 1, 1);
+    interposed().watchCalloc = false;
+    EXPECT_TRUE(interposed().callocs.empty());
+}
+
+TEST_P(TableTest, WalkStoppedEarlyLeavesNothingBehind)
+{
+    freshResult(table.resultWithRows({1}));
+    getCell(table, 1, 1);
+    const long alive = allocationsAlive();
+    {
+        const Walk walk(table);
+        const RowContext row = walk.row();
+        EXPECT_GT(allocationsAlive(), alive);
+    }
+    EXPECT_EQ(allocationsAlive(), alive);
+}
+
+TEST_P(TableTest, LoadThatThrowsHalfWayLeavesNothingBehind)
+{
+    freshResult(table.resultWithRows({1}));
+    getCell(table, 1, 1);
+    passSeconds(5);
+    getCell(table, 1, 1);
+    const long alive = allocationsAlive();
+
+    long nth = 0;
+    bool happened = true;
+    while (happened) {
+        passSeconds(5);
+        {
+            const FailingAllocation shortage(++nth);
+            const Walk walk(table);
+            walk.row();
+            happened = shortage.happened();
+        }
+        passSeconds(5);
+        ASSERT_EQ(getCell(table, 1, 1), integer(0)) << "after failing allocation " << nth;
+        ASSERT_EQ(allocationsAlive(), alive) << "after failing allocation " << nth;
+    }
+    EXPECT_GT(nth, 10) << "hardly any allocation was reached";
+}
+
+TEST_P(TableTest, RowThatCannotBeCopiedIsNoRow)
+{
+    freshResult(table.resultWithRows({1}));
+    const Walk walk(table);
+    const FailingAllocation shortage(1);
+    EXPECT_EQ(walk.row(), nullptr);
+    EXPECT_TRUE(shortage.happened());
+}
+
+// The rows of a fetch are copied once, and lent from walk to walk.
+
+/// Where the rows of a walk are in memory: the same place means that nothing was copied.
+const Json::Value* placeOf(const Walk& walk)
+{
+    return &walk.context()->rows[0U];
+}
+
+/// The first cell of text of a walk's first row.
+std::string firstRow(const TableUnderTest& table, const Walk& walk)
+{
+    const char* member = &table == &leasesTable ? "ip" : &table == &syslogTable ? "host" : "name";
+    return walk.context()->rows[0U][member].asString();
+}
+
+TEST_P(TableTest, NextWalkOfTheSameFetchTakesTheRowsOver)
+{
+    freshResult(table.resultWithRows({1}));
+    std::optional<Walk> walk(table);
+    const Json::Value* place = placeOf(*walk);
+    walk.reset();
+    for (int i = 0; i < 3; ++i) {
+        const long before = allocationsMade();
+        walk.emplace(table);
+        EXPECT_EQ(allocationsMade() - before, 1) << "more than the loop context";
+        EXPECT_EQ(placeOf(*walk), place);
+        EXPECT_EQ(walk->index(), 1);
+        walk.reset();
+    }
+    EXPECT_EQ(api().takePaths().size(), 1U);
+}
+
+TEST_P(TableTest, SelectedRowCostsOneCopyOfThatRow)
+{
+    freshResult(table.resultWithRows({1}));
+    const Walk walk(table);
+    const long before = allocationsMade();
+    const Json::Value copy(walk.context()->rows[0U]);
+    const long oneCopy = allocationsMade() - before;
+    const RowContext row = walk.row();
+    EXPECT_EQ(allocationsMade() - before - oneCopy, oneCopy + 1) << "not one copy and the row context";
+}
+
+TEST_P(TableTest, TwoWalksAtOnceEachOwnTheirRows)
+{
+    freshResult(table.resultWithRows({1}));
+    const Walk first(table);
+    const Walk second(table);
+    EXPECT_NE(placeOf(first), placeOf(second));
+    EXPECT_EQ(first.context()->rows, second.context()->rows);
+    EXPECT_EQ(api().takePaths().size(), 1U);
+}
+
+TEST_P(TableTest, AfterTwoWalksAtOnceOneCopyIsKept)
+{
+    freshResult(table.resultWithRows({1}));
+    getCell(table, 1, 1);
+    const long alive = allocationsAlive();
+    for (const bool firstEndsFirst : {true, false}) {
+        std::optional<Walk> first(table);
+        std::optional<Walk> second(table);
+        (firstEndsFirst ? first : second).reset();
+        (firstEndsFirst ? second : first).reset();
+        EXPECT_EQ(allocationsAlive(), alive);
+        const long before = allocationsMade();
+        const Walk third(table);
+        EXPECT_EQ(allocationsMade() - before, 1);
+        EXPECT_EQ(third.index(), 1);
+    }
+}
+
+TEST_P(TableTest, NewFetchDropsTheOldRows)
+{
+    freshResult(table.resultWithRows({1}));
+    std::string old;
+    {
+        const Walk walk(table);
+        old = firstRow(table, walk);
+    }
+    const long alive = allocationsAlive();
+    freshResult(table.resultWithRows({2}));
+    {
+        const Walk walk(table);
+        EXPECT_NE(firstRow(table, walk), old);
+    }
+    EXPECT_EQ(allocationsAlive(), alive);
+}
+
+TEST_P(TableTest, WalkKeepsItsRowsWhileAnotherFetches)
+{
+    freshResult(table.resultWithRows({1}));
+    const Walk first(table);
+    const Json::Value rows = first.context()->rows;
+    freshResult(table.resultWithRows({2}));
+    const Walk second(table);
+    EXPECT_EQ(first.context()->rows, rows);
+    EXPECT_NE(second.context()->rows, rows);
+}
+
+TEST_P(TableTest, RowsOfAnOldFetchThatComeBackLateAreDropped)
+{
+    for (const bool oldEndsFirst : {true, false}) {
+        freshResult(table.resultWithRows({1}));
+        std::optional<Walk> old(table);
+        freshResult(table.resultWithRows({2}));
+        std::optional<Walk> current(table);
+        const std::string row = firstRow(table, *current);
+        const Json::Value* place = placeOf(*current);
+        (oldEndsFirst ? old : current).reset();
+        (oldEndsFirst ? current : old).reset();
+        const Walk next(table);
+        EXPECT_EQ(firstRow(table, next), row);
+        EXPECT_EQ(placeOf(next), place);
+    }
+}
+
+TEST_P(TableTest, RowsThatComeBackAfterTheirFetchHasExpiredAreNotLentAgain)
+{
+    freshResult(table.resultWithRows({1}));
+    std::optional<Walk> walk(table);
+    const std::string old = firstRow(table, *walk);
+    freshResult(table.resultWithRows({2}));
+    walk.reset();
+    const Walk next(table);
+    EXPECT_NE(firstRow(table, next), old);
+}
+
+TEST_P(TableTest, FailedFetchBetweenTwoWalksLendsNothing)
+{
+    freshResult(table.resultWithRows({1}));
+    getCell(table, 1, 1);
+    passSeconds(5);
+    apiDown();
+    EXPECT_EQ(indices(table), std::vector<long>{});
+    EXPECT_EQ(indices(table), std::vector<long>{});
+    apiUp();
+    freshResult(table.resultWithRows({2}));
+    EXPECT_EQ(indices(table), std::vector<long>{1});
+}
+
+TEST_P(TableTest, FailedFetchDuringAWalkLeavesThatWalkItsRows)
+{
+    freshResult(table.resultWithRows({1}));
+    std::optional<Walk> walk(table);
+    const Json::Value rows = walk->context()->rows;
+    passSeconds(5);
+    apiDown();
+    EXPECT_EQ(indices(table), std::vector<long>{});
+    EXPECT_EQ(walk->context()->rows, rows);
+    walk.reset();
+    EXPECT_EQ(indices(table), std::vector<long>{}) << "rows of an expired fetch were lent";
+}
+
+TEST_P(ListTableTest, RowsThatAreNoArrayAnyMoreAreNotLent)
+{
+    freshResult(table.resultWithRows({1}));
+    std::optional<Walk> walk(table);
+    freshResult("{}");
+    EXPECT_EQ(indices(table), std::vector<long>{});
+    walk.reset();
+    EXPECT_EQ(indices(table), std::vector<long>{}) << "rows of an older fetch were lent";
+}
+
+TEST_P(ListTableTest, RowsThatComeAndGoBetweenWalksAreSeen)
+{
+    for (const std::size_t count : {3U, 1U, 0U, 5U, 2U}) {
+        freshResult(table.resultWithRows(std::vector<int>(count, 7)));
+        EXPECT_EQ(indices(table).size(), count);
+        EXPECT_EQ(indices(table).size(), count);
+    }
+}
+
+TEST_P(ListTableTest, EmptyTableIsLentToo)
+{
+    freshResult(table.resultWithRows({}));
+    {
+        const Walk walk(table);
+    }
+    const long before = allocationsMade();
+    const Walk walk(table);
+    EXPECT_EQ(allocationsMade() - before, 1);
+}
+
+TEST_P(TableTest, WalksWithinTheLifetimeMakeOneRequestAndALaterOneAnother)
+{
+    freshResult(table.resultWithRows({1}));
+    for (int second = 0; second < 5; ++second) {
+        EXPECT_EQ(indices(table), std::vector<long>{1});
+        passSeconds(1);
+    }
+    EXPECT_EQ(api().takePaths(), std::vector<std::string>{table.path});
+    EXPECT_EQ(indices(table), std::vector<long>{1});
+    EXPECT_EQ(api().takePaths(), std::vector<std::string>{table.path});
+}
+
+TEST_P(TableTest, FirstSecondsOfUptimeServeWhatTheCacheHolds)
+{
+    // After a failure the age counts from 0: in the first seconds of uptime the query serves its old result,
+    // and so does the table.
+    freshResult(table.resultWithRows({1}));
+    EXPECT_EQ(indices(table), std::vector<long>{1});
+    passSeconds(5);
+    apiDown();
+    EXPECT_EQ(indices(table), std::vector<long>{});
+    setUptime(100);
+    EXPECT_EQ(indices(table), std::vector<long>{1});
+    EXPECT_EQ(indices(table), std::vector<long>{1});
+}
+
+} // namespace
