@@ -13,6 +13,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 /// Marks what the agent finds by its name; everything else stays inside the module.
 #define ZAN_EXPORT __attribute__((visibility("default")))
@@ -32,6 +33,10 @@ struct ZanTableRowContext {
     std::int32_t position; ///< zero-based position of the row in the array
     Json::Value row;       ///< a private copy of the array's element, normally an object
 };
+
+/// Sets a text into the variable of a request; "Unknown" when there is no memory for the library's copy of it,
+/// which would leave the variable with a length but without bytes, and end the agent that encodes it.
+void setText(netsnmp_variable_list* variable, const std::string& text) noexcept;
 
 /// How a column's value is made of its row.
 enum class Conversion {

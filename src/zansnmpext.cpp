@@ -206,9 +206,9 @@ static_assert(countOf(ASN_OCTET_STR) == 95 && countOf(ASN_INTEGER) == 11 && coun
                   scalars.size() == 108,
               "a scalar came or went, or changed its type");
 
-void setValue(netsnmp_variable_list* variable, u_char type, const std::string& value)
+void setValue(netsnmp_variable_list* variable, u_char, const std::string& value)
 {
-    snmp_set_var_typed_value(variable, type, value.data(), value.size());
+    setText(variable, value);
 }
 
 template <class Number>

@@ -3,6 +3,7 @@
 #include "zangetter.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <utility>
@@ -26,11 +27,6 @@ template <class Record>
 std::unique_ptr<Record, Free> callocated()
 {
     return std::unique_ptr<Record, Free>(static_cast<Record*>(std::calloc(1, sizeof(Record))));
-}
-
-void setText(netsnmp_variable_list* variable, const std::string& text)
-{
-    snmp_set_var_typed_value(variable, ASN_OCTET_STR, text.data(), text.size());
 }
 
 /// What `convert` gives, or the fallback when it throws: a member of the wrong type, a row that is no object.
@@ -73,6 +69,14 @@ void setCell(netsnmp_variable_list* variable, const Column& column, const ZanTab
 }
 
 } // namespace
+
+void setText(netsnmp_variable_list* variable, const std::string& text) noexcept
+{
+    if (snmp_set_var_typed_value(variable, ASN_OCTET_STR, text.data(), text.size()) != 0) {
+        // Short enough for the variable's own storage: this needs no memory.
+        snmp_set_var_typed_value(variable, ASN_OCTET_STR, unknown, std::strlen(unknown));
+    }
+}
 
 void Table::registerWith(const TableHooks& hooks) const
 {
