@@ -34,8 +34,8 @@ struct ZanTableRowContext {
     Json::Value row;       ///< a private copy of the array's element, normally an object
 };
 
-/// Sets a text into the variable of a request; "Unknown" when there is no memory for the library's copy of it,
-/// which would leave the variable with a length but without bytes, and end the agent that encodes it.
+/// Sets a text into the variable of a request; "Unknown" when there is no memory for the library's copy of
+/// it, which would leave the variable with a length but without bytes, and end the agent that encodes it.
 void setText(netsnmp_variable_list* variable, const std::string& text) noexcept;
 
 /// How a column's value is made of its row.
