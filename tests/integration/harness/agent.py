@@ -9,8 +9,9 @@ import time
 from pathlib import Path
 from typing import Callable, Dict, List, Mapping, Optional, Sequence, Union
 
+from . import sanitizer
 from .clock import AlarmClock
-from .settings import ALARM_PERIOD, MODULE, deadline
+from .settings import ALARM_PERIOD, MODULE, SANITIZED, deadline
 from .snmp import SYS_UPTIME, SnmpClient, SnmpTimeout
 
 SNMPD = os.environ.get("ZAN_AGENT") or "/usr/sbin/snmpd"
@@ -111,6 +112,7 @@ class Agent:
             "SNMPCONFPATH": str(self.configuration_path.parent),
             "ZAN_MONOTONIC_OFFSET": str(self.alarm_clock.path),
             "LD_PRELOAD": ":".join([*preload, str(AlarmClock.library(self.folder.parent))]),
+            **(sanitizer.options(self.folder) if SANITIZED else {}),
             **dict(pair.split("=", 1) for pair in shlex.split(os.environ.get("ZAN_AGENT_ENV", ""))),
             **self.environment,
         }
@@ -183,10 +185,17 @@ class Agent:
     def wait_end(self, timeout: float = 20) -> int:
         """Wait for the end of the process; its exit status."""
         try:
-            return self.process.wait(deadline(timeout))
+            status = self.process.wait(deadline(timeout))
+            self.check_sanitizers()
+            return status
         except subprocess.TimeoutExpired as error:
             self.kill()
             raise AssertionError("the agent did not stop\n" + self.report()) from error
+
+    def check_sanitizers(self) -> None:
+        """Fails when a sanitizer has found something that the module has done."""
+        found = sanitizer.findings(self.folder) if SANITIZED else []
+        assert not found, "\n".join(found)
 
     def kill(self) -> None:
         """End the process the hard way, if it still runs."""

@@ -18,6 +18,9 @@ NOTIFICATIONS = MODULE_ROOT + (2,)
 #: Factor on every deadline: emulated and checked agents are slower, none of the deadlines is a measurement.
 TIME_SCALE = float(os.environ.get("ZAN_TIME_SCALE") or 1)
 
+#: Whether the module was built with sanitizers, whose runtimes are then preloaded into the agent.
+SANITIZED = bool(os.environ.get("ZAN_AGENT_SANITIZED"))
+
 #: Whether the agent's resident memory is that of its own doing, and not of a checker's or an emulator's.
 EXACT_MEMORY = not (os.environ.get("ZAN_AGENT_WRAPPER") or os.environ.get("ZAN_AGENT_PRELOAD"))
 
