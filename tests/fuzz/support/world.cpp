@@ -110,9 +110,8 @@ CURLcode giveBody()
 {
     const Api& source = api();
     const std::size_t piece = source.piece == 0 ? source.text.size() : source.piece;
-    std::string part; // a copy of its own, so that reading beyond it is noticed
     for (std::size_t at = 0; at < source.text.size(); at += piece) {
-        part = source.text.substr(at, piece);
+        std::string part = source.text.substr(at, piece); // a copy, so that reading beyond it is noticed
         if (writeFunction(part.data(), 1, part.size(), writeData) != part.size()) {
             return CURLE_WRITE_ERROR;
         }
