@@ -125,8 +125,9 @@ Fd::~Fd()
 }
 
 ApiServer::ApiServer()
-    : listener(listenOn(zansnmp::apiSocket)), stop(checked(eventfd(0, EFD_CLOEXEC), "eventfd")),
-      replyToAll(httpReply(envelope("{}"))), thread([this] { serve(); })
+    : listener(listenOn(zansnmp::apiSocket)),
+      stop(checked(eventfd(0, EFD_CLOEXEC), "eventfd")), repliesToAll{httpReply(envelope("{}"))},
+      thread([this] { serve(); })
 {}
 
 ApiServer::~ApiServer()
@@ -141,7 +142,13 @@ ApiServer::~ApiServer()
 void ApiServer::setReply(Reply reply)
 {
     const std::lock_guard lock(mutex);
-    replyToAll = std::move(reply);
+    repliesToAll = {std::move(reply)};
+}
+
+void ApiServer::setReplies(std::vector<Reply> replies)
+{
+    const std::lock_guard lock(mutex);
+    repliesToAll.assign(replies.rbegin(), replies.rend());
 }
 
 void ApiServer::setReply(const std::string& path, Reply reply)
@@ -198,7 +205,14 @@ Reply ApiServer::replyTo(const std::string& head)
     const std::lock_guard lock(mutex);
     requests.push_back(head);
     const auto own = repliesTo.find(pathOf(head));
-    return own != repliesTo.end() ? own->second : replyToAll;
+    if (own != repliesTo.end()) {
+        return own->second;
+    }
+    Reply reply = repliesToAll.back();
+    if (repliesToAll.size() > 1) {
+        repliesToAll.pop_back();
+    }
+    return reply;
 }
 
 } // namespace zantest

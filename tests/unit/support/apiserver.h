@@ -56,6 +56,9 @@ public:
 
     /// What to answer to every path without a reply of its own.
     void setReply(Reply reply);
+    /// What to answer to the next requests without a reply of their own: these in turn, the last one for
+    /// good.
+    void setReplies(std::vector<Reply> replies);
     /// What to answer to one path.
     void setReply(const std::string& path, Reply reply);
 
@@ -72,7 +75,7 @@ private:
     Fd listener;
     Fd stop; // an eventfd that wakes the thread for its end
     std::mutex mutex;
-    Reply replyToAll;                       // under the mutex
+    std::vector<Reply> repliesToAll;        // under the mutex; the next one last
     std::map<std::string, Reply> repliesTo; // under the mutex
     std::vector<std::string> requests;      // under the mutex
     std::thread thread;
