@@ -35,15 +35,13 @@ public:
 
     /// Gives the query's `result`, from the cache or, when that has expired, from the API.
     ///
-    /// @param[out] out  a copy of the `result`; after a failure of the last good one (null when there was
-    /// none),
-    ///                  which callers do not use
+    /// @param[out] out  a copy of the `result`; after a failure one of the last good `result` (null when
+    ///                  there was none), which callers do not use
     /// @return true when `out` holds a fresh or still valid result; false on every failure of the API, which
-    /// is
-    ///         then in the log
-    /// @throws Json::Exception  when `code` cannot be read as an unsigned number, when the answer is no
-    /// object,
-    ///                          or when it nests too deeply for the parser; std::bad_alloc
+    ///         is then in the log
+    /// @throws Json::Exception  when the answer is no object or nests too deeply for the parser, or when its
+    ///                          `code` cannot be read as an unsigned number
+    /// @throws std::bad_alloc
     bool get(Json::Value& out);
 
     /// Whether `get` would answer now without asking the API.
@@ -56,12 +54,11 @@ public:
 private:
     bool isFresh(std::uint32_t now) const { return now - lastUpdate < lifetime; }
 
-    std::string url;        ///< the full request URL
-    std::uint32_t lifetime; ///< seconds
-    std::uint32_t lastUpdate =
-        0;                     ///< uptime of the last successful fetch, seconds; 0 if new or after a failure
-    Json::Value cache;         ///< `result` of the last successful answer; null before the first
-    std::uint32_t fetches = 0; ///< successful fetches so far
+    std::string url;              ///< the full request URL
+    std::uint32_t lifetime;       ///< seconds
+    std::uint32_t lastUpdate = 0; ///< uptime at the last good fetch, in seconds; 0 if new or after a failure
+    Json::Value cache;            ///< `result` of the last successful answer; null before the first
+    std::uint32_t fetches = 0;    ///< successful fetches so far
 };
 
 /// libcurl's write function (a curl_write_callback): appends `size * count` bytes to the response buffer.
@@ -71,7 +68,7 @@ private:
 /// @param count   number of items
 /// @param buffer  the std::string to append to; null makes the transfer fail
 /// @return the number of bytes taken; 0 (which makes the transfer fail) without a buffer, or when memory is
-/// short
+///         short
 /// @throws std::length_error  "basic_string::append", when the buffer would pass its maximum size
 std::size_t appendResponse(char* data, std::size_t size, std::size_t count, void* buffer);
 

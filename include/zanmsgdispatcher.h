@@ -26,9 +26,8 @@ public:
     static ZanTrapsConfig& instance();
 
     /// Reads the switch from the API, never from a cache.
-    /// @return true on success; false when the API failed or the switch cannot be read as a boolean, which is
-    /// in
-    ///         the log; the switch stays as it was then
+    /// @return true on success; false when the API failed or the switch cannot be read as a boolean, which
+    ///         is in the log; the switch stays as it was then
     bool Read() noexcept;
 
     /// The switch as last read; false before.

@@ -13,10 +13,10 @@ public:
     static ZanMsgReceiver* instance();
 
     /// Opens the queue, making it readable and writable by all when there is none.
-    /// @param key         the System V key of the queue
-    /// @param dispatcher  receives the event ids from now on, also when this call fails; not owned
+    /// @param key              the System V key of the queue
+    /// @param eventDispatcher  receives the event ids from now on, also when this call fails; not owned
     /// @return true on success; false when the queue is open already or cannot be opened
-    bool init(int key, ZanMsgDispatcher* dispatcher) noexcept;
+    bool init(int key, ZanMsgDispatcher* eventDispatcher) noexcept;
 
     /// Takes the next event from the queue without waiting.
     /// @return the event id; 0 when the queue is empty or closed, or on a read error, which is in the log

@@ -20,8 +20,8 @@ std::string zanRemoteManagementEnabled();
 
 /// The link in use: "Cellular", "WiFi", or "None" for any other.
 std::string zanWanManagerTransport();
-/// The available links by ascending priority, each as "<priority>, <label>, enabled|disabled", joined by ";
-/// ".
+/// The available links by ascending priority, each as "<priority>, <label>, enabled" or "..., disabled",
+/// joined by "; ".
 std::string zanWanManagerPriority();
 
 // Radio. All but the temperature are "Unknown" on a router without a cellular radio.

@@ -90,10 +90,10 @@ public:
     void registerWith(const TableHooks& hooks) const;
 
     /// The get-first hook: loads the rows and moves to the first.
-    /// @param[out] loopContext  the walk's new ZanTableLoopContext; untouched when null is returned for a
-    /// failure
+    /// @param[out] loopContext  the walk's new ZanTableLoopContext, the caller's to free through the
+    ///                          loop-free hook; untouched when the rows could not be loaded
     /// @param index             the variable that receives the row's index; not owned
-    /// @return `index`; null when the query failed (which is not logged here) or there is no row
+    /// @return `index`; null when the rows could not be loaded (which is not logged here) or there are none
     netsnmp_variable_list* getFirst(void** loopContext, netsnmp_variable_list* index) noexcept;
 
     /// The loop-free hook: ends a walk. Null is no walk.

@@ -4,6 +4,7 @@
 #include "zanproviders.h"
 
 #include <iterator>
+#include <utility>
 
 namespace {
 

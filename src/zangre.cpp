@@ -1,6 +1,7 @@
 #include "zangre.h"
 
 #include <iterator>
+#include <utility>
 
 namespace {
 

@@ -1,6 +1,7 @@
 #include "zanipsec.h"
 
 #include <iterator>
+#include <utility>
 
 namespace {
 

@@ -7,6 +7,7 @@
 #include <net-snmp/library/snmp_logging.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <sys/ipc.h>
 #include <sys/msg.h>
 

@@ -1,6 +1,7 @@
 #include "zanopenvpn.h"
 
 #include <iterator>
+#include <utility>
 
 namespace {
 

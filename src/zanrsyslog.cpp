@@ -3,6 +3,7 @@
 #include "zangetter.h"
 
 #include <iterator>
+#include <utility>
 
 namespace {
 

@@ -10,6 +10,7 @@
 #include "zanroot.h"
 #include "zanrsyslog.h"
 #include "zanstaticroutes.h"
+#include "zantable.h"
 
 #include <net-snmp/net-snmp-config.h>
 
@@ -18,6 +19,7 @@
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <utility>

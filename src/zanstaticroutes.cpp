@@ -1,6 +1,7 @@
 #include "zanstaticroutes.h"
 
 #include <iterator>
+#include <utility>
 
 namespace {
 
