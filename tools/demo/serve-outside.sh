@@ -31,13 +31,6 @@ The requests that reach the router's API:
 HELP
 }
 
-until_ready() {
-    while [[ ! -e $ZAN_TEMP/ready ]]; do
-        kill -0 "$INSIDE" 2>/dev/null || return 1
-        sleep 0.1
-    done
-}
-
 if until_ready; then
     print_serve_help
     tail -n +1 -F --pid=$$ "$ZAN_TEMP/requests" 2>/dev/null |
