@@ -1,0 +1,339 @@
+"""The exporter's module, the rules, and notifications by name: each part of the monitoring by itself."""
+
+import re
+import shutil
+import subprocess
+from collections import Counter
+from typing import Any, Dict, Iterator
+
+import pytest
+
+from harness import CACHE_LIFETIME, ENTERPRISE_NUMBER, SOURCE_ROOT
+from harness.router import SYSTEM, TRAPS_SWITCH
+from mib_support import MIB_FILE, base_fixture, mib_file_fixture, mib_fixture  # noqa: F401
+from monitoring_support import (MONITORING, SNMP_YML, Exporter, free_port, series, until)
+
+GENERATE = MONITORING / "generate"
+RULES = MONITORING / "rules"
+
+
+@pytest.fixture(scope="module", name="exporter")
+def exporter_fixture(tmp_path_factory) -> Iterator[Exporter]:
+    exporter = Exporter(tmp_path_factory.mktemp("exporter"))
+    yield exporter
+    exporter.stop()
+
+
+@pytest.fixture(name="scrape")
+def scrape_fixture(agent, api, clock, exporter):
+    """Scrapes a router whose fields are those of the standard one, with these changes: path to value."""
+    def scrape(**changes: Any) -> Dict:
+        for path, value in changes.items():
+            *parents, last = path.split("__")
+            place = api.fields
+            for name in parents:
+                place = place[name]
+            if value is None:
+                del place[last]
+            else:
+                place[last] = value
+        clock.advance(CACHE_LIFETIME)
+        return exporter.scrape(agent.port)
+    return scrape
+
+
+# --- the exporter's module as a file ------------------------------------------------------------------------
+
+def test_the_generator_makes_the_file_that_is_committed(base):
+    done = subprocess.run([GENERATE, "--check"], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                          check=False)
+    assert (done.returncode, done.stdout) == (0, "")
+
+
+def test_a_difference_is_shown_and_fails(tmp_path, base):
+    changed = tmp_path / "snmp.yml"
+    changed.write_text((MONITORING / "snmp.yml").read_text().replace("type: gauge", "type: counter", 1))
+    done = subprocess.run([GENERATE, "--check", "--output", changed], stdout=subprocess.PIPE,
+                          stderr=subprocess.PIPE, text=True, check=False)
+    assert done.returncode == 1
+    assert re.findall(r"^[-+] .*$", done.stdout, re.M) == ["-    type: counter", "+    type: gauge"]
+    assert f"{changed} is out of date" in done.stderr
+
+
+@pytest.mark.parametrize("number", sorted({ENTERPRISE_NUMBER, 4711}))
+def test_the_enterprise_number_is_all_that_a_build_changes(number, tmp_path, base):
+    made = tmp_path / "snmp.yml"
+    subprocess.run([GENERATE, "--number", str(number), "--output", made], check=True)
+    committed = (MONITORING / "snmp.yml").read_text()
+    assert made.read_text() == committed.replace(".4.1.32473.", f".4.1.{number}.")
+    if number == ENTERPRISE_NUMBER:
+        assert SNMP_YML.read_text() == made.read_text()
+
+
+def metrics_of_the_module() -> Dict[str, str]:
+    """The entries of snmp.yml by the metric's name."""
+    entries = re.split(r"^  - name: ", (MONITORING / "snmp.yml").read_text(), flags=re.M)[1:]
+    return {entry.split("\n", 1)[0]: entry for entry in entries}
+
+
+def test_every_object_is_a_metric_or_known_not_to_be_one(mib):
+    labels = {label for entry in metrics_of_the_module().values()
+              for label in re.findall(r"labelname: (\w+)", entry)}
+    positions = {table.columns[0].name for table in mib.tables}
+    objects = {each.name for each in (*mib.scalars, *mib.columns)}
+    left_out = {"zanRadioTemperature"} | positions | (labels & objects)
+    assert set(metrics_of_the_module()) == objects - left_out
+    assert all(name.endswith("Position") for name in positions)
+
+
+def test_every_type_has_its_form(mib):
+    entries = metrics_of_the_module()
+    for each in (*mib.scalars, *mib.columns):
+        entry = entries.get(each.name, "")
+        if not entry:
+            continue
+        name = each.type.name
+        numbers = re.findall(r'^      (\S+):$', entry, re.M)
+        if name == "ZanSwitch":
+            assert numbers == ['""'] and "^(?:True)$" in entry and "^(?:False)$" in entry, each.name
+        elif name == "ZanTrafficLine":
+            assert numbers == ["_current", "_today", "_total"], each.name
+        elif name == "ZanText":
+            assert "type: DisplayString" in entry, each.name
+        else:
+            assert "type: gauge" in entry and not numbers, each.name
+
+
+# --- what a scrape makes of the router ----------------------------------------------------------------------
+
+def test_a_whole_scrape_asks_the_api_each_query_at_most_once(agent, api, clock, exporter):
+    clock.advance(CACHE_LIFETIME)
+    with api.counting() as asked:
+        exporter.scrape(agent.port)
+    assert max(Counter(asked).values()) == 1
+    # All of them but the one that is made at the start only.
+    queries = set(re.findall(r'"(/api[/?][^"]*)"',
+                             (SOURCE_ROOT / "tests/integration/harness/router.py").read_text()))
+    assert set(asked) == queries - {TRAPS_SWITCH} and len(asked) == 17
+    with api.counting() as asked:
+        exporter.scrape(agent.port)
+    assert asked == []
+
+
+def test_every_object_is_scraped(scrape, mib):
+    names = {name for name, _ in scrape()}
+    without_number = {"zanWanManagerPriority", "zanRadioRSSI", "zanCellularInterfaceSignal",
+                      "zanWiFiInterfaceSignal", *(each.name for each in mib.scalars
+                                                  if each.type.name == "ZanTrafficLine")}
+    for name in metrics_of_the_module():
+        found = [each for each in names if each == name or each.startswith(f"{name}_")]
+        assert found and (name not in without_number or name not in found), name
+
+
+def test_a_switch_is_1_or_0_or_absent(scrape):
+    switch = series("zanSMSEnabled")
+    assert scrape(sms__enabled=True)[switch] == 1
+    assert scrape(sms__enabled=False)[switch] == 0
+    metrics = scrape(sms__enabled="odd")
+    assert switch not in metrics and series("zanSMTPEnabled") in metrics
+
+
+@pytest.mark.parametrize("text, number", [
+    ("-71", -71), (-71, -71), ("-71.5", -71.5), ("0", 0), ("", None), ("strong", None),
+    ("-71 dBm, fair", None)])
+def test_signals_are_dbm(text, number, scrape):
+    metrics = scrape(stats__radio__rssidBm=text, stats__ppp__rssiDbm=text)
+    assert metrics.get(series("zanRadioRSSI_dBm")) == number
+    assert metrics.get(series("zanCellularInterfaceSignal_dBm")) == number
+
+
+def test_a_signal_that_the_modem_does_not_know_is_absent(scrape):
+    metrics = scrape(stats__ppp__rssi="99", stats__ppp__rssiDbm="-113")
+    assert series("zanCellularInterfaceSignal_dBm") not in metrics
+
+
+@pytest.mark.parametrize("text, number", [
+    ("-58 dBm", -58), ("-58dBm", -58), ("-58", -58), (-58, -58), ("70%", None), ("70", None), ("", None)])
+def test_the_wifi_signal_is_dbm_if_it_can_be(text, number, scrape):
+    metrics = scrape(stats__wlan__link={"signal": text})
+    assert metrics.get(series("zanWiFiInterfaceSignal_dBm")) == number
+
+
+def test_traffic_is_three_counters(scrape):
+    metrics = scrape(stats__ppp__tx={"bytes": 10240, "packets": 87}, stats__ppp__rx={"bytes": "1.5e+10"},
+                     stats__pppTotal={"todayTx": 1048576, "totalTx": 2**53, "todayRx": 5, "totalRx": 9})
+    found = {name: value for (name, _), value in metrics.items()
+             if name.startswith("zanCellularInterfaceStats")}
+    assert found == {
+        "zanCellularInterfaceStatsTxBytes_current": 10240, "zanCellularInterfaceStatsTxBytes_today": 1048576,
+        "zanCellularInterfaceStatsTxBytes_total": 2**53,
+        "zanCellularInterfaceStatsRxBytes_current": 1.5e10, "zanCellularInterfaceStatsRxBytes_today": 5,
+        "zanCellularInterfaceStatsRxBytes_total": 9,
+        # The count of received packets is missing, its text empty.
+        "zanCellularInterfaceStatsTxPkts_current": 87}
+
+
+@pytest.mark.parametrize("priorities, expected", [
+    ((2, 1, 3), {"other": 2, "cellular": 1, "wifi": 3}),
+    ((-1, 0, 300), {"other": -1, "cellular": 0, "wifi": 300}),
+    ((1, None, 2), {"other": 1, "wifi": 2})])
+def test_wan_links_have_their_priorities(priorities, expected, scrape):
+    metrics = scrape(
+        waninfo={"wans": [{"interface": name, "available": True, "enabled": True}
+                          for name in ("eth0", "ppp0", "wlan0")]},
+        wanmngr={"wans": [{} if number is None else {"priority": number} for number in priorities]})
+    found = {name.partition("_")[2]: value for (name, _), value in metrics.items()
+             if name.startswith("zanWanManagerPriority")}
+    assert found == expected
+
+
+def test_a_wan_link_that_is_disabled_or_not_available_has_no_priority(scrape):
+    metrics = scrape(waninfo={"wans": [{"interface": "ppp0", "available": False, "enabled": True},
+                                       {"interface": "wlan0", "available": True, "enabled": False}]})
+    assert not [name for name, _ in metrics if name.startswith("zanWanManagerPriority")]
+
+
+def test_rows_are_named_by_what_they_are(scrape):
+    metrics = scrape()
+    assert {key: value for key, value in metrics.items() if key[0].startswith("zanDHCPServerLeases")} == {
+        series("zanDHCPServerLeasesExpiration", zanDHCPServerLeasesIndex=str(index), zanDHCPServerLeasesIP=ip,
+               zanDHCPServerLeasesMAC=mac): expiration
+        for index, ip, mac, expiration in [(1, "192.168.1.100", "02:00:5e:20:00:01", 360000),
+                                           (2, "192.168.1.101", "02:00:5e:20:00:02", 705032704),
+                                           (3, "192.168.1.102", "02:00:5e:20:00:03", 0)]}
+    tunnels = {key: value for key, value in metrics.items() if key[0].startswith("zanGreTunnels")}
+    # The second cannot be read as a switch, and the third has no name.
+    assert tunnels == {
+        series("zanGreTunnelsEnabled", zanGreTunnelsIndex="1", zanGreTunnelsName="gre-a"): 1,
+        series("zanGreTunnelsEnabled", zanGreTunnelsIndex="3", zanGreTunnelsName=""): 1}
+    destination = {"zanRemoteSyslogDestIndex": "1", "zanRemoteSyslogDestAlias": "remote",
+                   "zanRemoteSyslogDestHost": "10.0.0.5", "zanRemoteSyslogDestSeverityLevel": "INFO"}
+    assert metrics[series("zanRemoteSyslogDestEnabled", **destination)] == 1
+    assert metrics[series("zanRemoteSyslogDestPort", **destination)] == 514
+
+
+def test_rows_of_the_same_name_do_not_break_the_scrape(scrape):
+    metrics = scrape(ipsecTunnels=[{"name": "same", "enabled": True}, {"name": "same", "enabled": True}],
+                     dhcp={"leases": [{"ip": "", "mac": ""}, {"ip": "", "mac": ""}]})
+    assert sum(name == "zanIpsecTunnelsEnabled" for name, _ in metrics) == 2
+    assert sum(name == "zanDHCPServerLeasesExpiration" for name, _ in metrics) == 2
+
+
+@pytest.mark.parametrize("text", [
+    "", "Unknown", 'a "quoted" \\ text', "two\nlines", "Gebäude 3 ☎", "x" * 3000])
+def test_any_text_is_a_label(text, scrape):
+    assert scrape(system__productId=text)[series("zanRouterModelId", zanRouterModelId=text)] == 1
+
+
+def test_a_text_that_is_not_utf_8_fails_the_scrape_and_is_named(agent, api, clock, exporter):
+    """JSON is UTF-8, and this exporter takes nothing else; docs/monitoring.md tells what to do."""
+    api.bodies[SYSTEM] = b'{"code":200,"result":{"system":{"productId":"caf\xe9"}}}'
+    clock.advance(CACHE_LIFETIME)
+    with pytest.raises(AssertionError, match="HTTP Error 500[^~]*zanRouterModelId[^~]*not valid UTF-8"):
+        exporter.scrape(agent.port)
+
+
+def test_numbers_are_as_the_agent_sends_them(scrape):
+    metrics = scrape(stats__serial={"tx": 2147483648, "rx": 7}, ppp__keepAlive={"pingInterval": 60})
+    assert metrics[series("zanSerialToIPTx")] == -2147483648
+    assert metrics[series("zanSerialToIPRx")] == 7
+    assert metrics[series("zanCellularInterfaceKeepAliveCheckInterval")] == 60
+    assert metrics[series("zanRouterUptime")] == 1234567
+
+
+def test_with_the_api_down_only_what_is_certain_is_left(agent, api, clock, exporter):
+    api.down()
+    clock.advance(CACHE_LIFETIME)
+    metrics = exporter.scrape(agent.port)
+    agent.mark()  # one failure is logged for each query and object
+    texts = {labels: value for (name, labels), value in metrics.items() if labels}
+    assert texts.pop(frozenset({("zanDiagnosticsSNMP", "SNMP service is running")})) == 1
+    assert {text for labels in texts for _, text in labels} == {"Unknown"}
+    numbers = {name: value for (name, labels), value in metrics.items() if not labels}
+    # Neither switches nor signals nor traffic, and no rows.
+    assert set(numbers.values()) == {0}
+    assert len(numbers) == 13
+    assert not [name for name in numbers if name.endswith("Enabled") and "Rules" not in name]
+
+
+# --- rules --------------------------------------------------------------------------------------------------
+
+def promtool(*arguments: object) -> str:
+    """What promtool says; it has to be content."""
+    done = subprocess.run(["promtool", *map(str, arguments)], stdout=subprocess.PIPE,
+                          stderr=subprocess.STDOUT, text=True, check=False)
+    assert done.returncode == 0, done.stdout
+    return done.stdout
+
+
+def test_the_rules_are_well_formed():
+    promtool("check", "rules", RULES / "recording.yml", RULES / "alerts.yml")
+
+
+def test_the_rules_pass_their_unit_tests():
+    promtool("test", "rules", RULES / "alerts.test.yml")
+
+
+def test_each_alert_is_seen_firing_and_silent_in_a_unit_test():
+    rules = set(re.findall(r"alert: (\w+)", (RULES / "alerts.yml").read_text()))
+    checks = re.findall(r"alertname: (\w+),?\s+eval_time: \w+,?\s+exp_alerts: *(\[\])?",
+                        (RULES / "alerts.test.yml").read_text())
+    assert {(rule, not silent) for rule, silent in checks} == {
+        (rule, firing) for rule in rules for firing in (True, False)}
+
+
+def test_the_configuration_fits_the_rules(tmp_path):
+    (tmp_path / "zansnmpext").mkdir()
+    shutil.copy(MONITORING / "prometheus.yml", tmp_path)
+    for name in ("recording.yml", "alerts.yml"):
+        shutil.copy(RULES / name, tmp_path / "zansnmpext")
+    assert "2 rule files found" in promtool("check", "config", tmp_path / "prometheus.yml")
+
+
+# --- notifications ------------------------------------------------------------------------------------------
+
+def test_snmptrapd_prints_each_notification_by_name_and_calls_the_handler(
+        make_agent, api, queue, base, mib, tmp_path):
+    port = free_port()
+    handled = tmp_path / "handled"
+    configuration = (MONITORING / "snmptrapd.conf").read_text()
+    assert configuration.count("/etc/snmp/zan-on-notification") == 1
+    (tmp_path / "snmptrapd.conf").write_text(configuration.replace(
+        "/etc/snmp/zan-on-notification", str(MONITORING / "zan-on-notification")))
+    (tmp_path / "persistent" / "cert_indexes").mkdir(parents=True)
+    log = tmp_path / "log"
+    receiver = subprocess.Popen(
+        ["/usr/sbin/snmptrapd", "-f", "-n", "-Lf", str(log), "-C", "-c", str(tmp_path / "snmptrapd.conf"),
+         f"udp:127.0.0.1:{port}"],
+        env={"PATH": "/usr/bin:/bin", "ZAN_NOTIFICATIONS": str(handled), "SNMPCONFPATH": str(tmp_path),
+             "SNMP_PERSISTENT_DIR": str(tmp_path / "persistent"), "MIBDIRS": f"{base}:{MIB_FILE.parent}"},
+        stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    try:
+        until(lambda: log.exists() and "NET-SNMP version" in log.read_text(), "snmptrapd")
+        agent = make_agent(trap_port=port).start()
+        for event in range(1, 12):
+            queue.post(event)
+        agent.fire_alarm()
+        names = [notification.name for notification in mib.notifications]
+        text = until(lambda: names[-1] in log.read_text() and log.read_text(), "the last notification")
+        # The agent's own start comes first, and is not the routers' handler's business.
+        printed = re.findall(r"^\S+ \S+ UDP: \[127\.0\.0\.1\]\S* SNMPv2-MIB::sysUpTime\.0 = .*\t"
+                             r"SNMPv2-MIB::snmpTrapOID\.0 = OID: (\S+)$", text, re.M)
+        assert printed == [f"ZAN-SNMPEXT-MIB::{name}" for name in names]
+        until(lambda: handled.exists() and handled.read_text().count("\n") >= len(names), "the handler")
+        assert re.findall(r"^router 127\.0\.0\.1 \(.*\): event (\d+)$", handled.read_text(), re.M) == [
+            str(event) for event in range(1, 12)]
+        assert handled.read_text().count("\n") == len(names)
+    finally:
+        receiver.terminate()
+        receiver.wait()
+
+
+def test_the_handler_names_what_is_no_event_of_a_router(tmp_path):
+    handled = tmp_path / "handled"
+    text = ("manager\nUDP: [192.0.2.7]:44321->[192.0.2.10]:162\nSNMPv2-MIB::sysUpTime.0 0:0:00:01.00\n"
+            "SNMPv2-MIB::snmpTrapOID.0 SNMPv2-MIB::coldStart\n")
+    subprocess.run([MONITORING / "zan-on-notification"], input=text, text=True, check=True,
+                   env={"PATH": "/usr/bin:/bin", "ZAN_NOTIFICATIONS": str(handled)})
+    assert handled.read_text() == "router 192.0.2.7 (manager): SNMPv2-MIB::coldStart\n".replace(
+        "SNMPv2-MIB::", "")

@@ -1,0 +1,250 @@
+"""All of the monitoring at once: simulated router, agent, exporter, Prometheus with its rules and pages."""
+
+import html
+import json
+import re
+import subprocess
+from typing import Any, Dict, Iterator, List, Tuple
+
+import pytest
+
+from harness import SOCKET_PATH, Agent, deadline
+from monitoring_support import MONITORING, Preview, Router, uptime_passes, until
+
+DASHBOARD = json.loads((MONITORING / "grafana" / "zansnmpext-router.json").read_text(encoding="utf-8"))
+ROUTER_PAGE = "consoles/zan-router.html?instance="
+LIST_PAGE = "consoles/zan-routers.html"
+
+#: The router's uptime goes on so many times faster than the test's, and the caches expire so much sooner.
+SPEED = 10
+
+
+class Stack:
+    """Everything that runs."""
+
+    def __init__(self, router: Router, agent: Agent, preview: Preview) -> None:
+        self.router = router
+        self.agent = agent
+        self.preview = preview
+
+    @property
+    def page(self) -> str:
+        """The router's page, as Prometheus makes it."""
+        return self.preview.page(ROUTER_PAGE + self.preview.instance)
+
+    def wait_for_data(self) -> None:
+        """Return when the router's values are those of an ordinary day."""
+        until(lambda: self.preview.query('zan:api_queries_answered:count == 9')
+              and self.preview.query("zan:cellular_signal:dbm > -100"), "an ordinary router")
+
+
+@pytest.fixture(scope="module", name="stack")
+def stack_fixture(tmp_path_factory, clock, _traps) -> Iterator[Stack]:
+    folder = tmp_path_factory.mktemp("stack")
+    router = Router(folder, SOCKET_PATH)
+    agent = Agent(folder / "agent", trap_port=_traps.port).start()
+    try:
+        with uptime_passes(clock, SPEED):
+            preview = Preview(folder, agent.port, "--interval", "0.5", "--alert-after", "1")
+            stack = Stack(router, agent, preview)
+            until(lambda: preview.query("zan:router:info"), "the first rules")
+            yield stack
+            assert preview.stop() == 0
+    finally:
+        agent.stop()
+        router.stop()
+
+
+@pytest.fixture(autouse=True)
+def ordinary(stack: Stack) -> Iterator[None]:
+    """Each test begins with an ordinary router and without alerts."""
+    stack.wait_for_data()
+    yield
+    stack.router.reset()
+    if not stack.agent.alive:
+        stack.agent.start()
+    until(lambda: not stack.preview.firing(), "the end of all alerts")
+
+
+# --- scrape and rules ---------------------------------------------------------------------------------------
+
+def test_the_router_is_known(stack):
+    (info,) = stack.preview.query("zan:router:info")
+    assert info["metric"] == {
+        "__name__": "zan:router:info", "job": "zansnmpext", "instance": stack.preview.instance,
+        "model": "ZR-4200-LTE", "serial": "ZR42-0017-3391", "firmware": "5.12.3"}
+    assert [each["value"][1] for each in stack.preview.query('up{job="zansnmpext"}')] == ["1"]
+
+
+def test_every_rule_can_be_evaluated(stack):
+    def evaluated() -> List[Dict[str, Any]]:
+        rules = [rule for group in stack.preview.ask("rules")["groups"] for rule in group["rules"]]
+        return rules if all(rule["health"] != "unknown" for rule in rules) else []
+    rules = until(evaluated, "the rules' evaluation")
+    assert {rule["health"] for rule in rules} == {"ok"}
+    sources = "".join((MONITORING / "rules" / name).read_text() for name in ("recording.yml", "alerts.yml"))
+    assert len(rules) == len(re.findall(r"- (?:record|alert): ", sources)) > 20
+
+
+def test_counters_count(stack):
+    for metric in ("zanCellularInterfaceStatsRxBytes_total", "zanCellularInterfaceStatsTxPkts_current",
+                   "zan:serial_tx:total", "zan:router_uptime:seconds"):
+        until(lambda expression=f"increase({metric}[1m]) > 0": stack.preview.query(expression), metric)
+
+
+# --- alerts -------------------------------------------------------------------------------------------------
+
+def test_a_signal_that_drops_is_an_alert_until_it_recovers(stack):
+    assert stack.preview.firing() == {}
+    stack.router.set("stats/ppp/rssiDbm=-113")
+    summary = f"Weak cellular signal at {stack.preview.instance}: -113 dBm"
+    until(lambda: stack.preview.firing() == {"ZanSignalWeak": summary}, "the alert")
+    until(lambda: f"ALERT  {summary}\n" in stack.preview.output(), "its line")
+    page = stack.page
+    assert '<li class="warning"><b>ZanSignalWeak</b>' in page and "-113&nbsp;dBm" in page
+    stack.router.set("stats/ppp/rssiDbm=-67")
+    until(lambda: stack.preview.firing() == {}, "the end of the alert")
+    until(lambda: f"over   {summary}\n" in stack.preview.output(), "its line")
+    assert "No alerts." in stack.page and "-67&nbsp;dBm" in stack.page
+
+
+@pytest.mark.parametrize("alert, assignments", [
+    ("ZanRoaming", ["stats/ppp/roaming=true"]),
+    ("ZanCellularLinkDown", ["stats/ppp/link=Disconnected"]),
+    ("ZanWiFiLinkDown", ["stats/wlan/status=Connecting"]),
+    ("ZanWanOnBackup", ["waninfo/wans/1/available=false", "waninfo/wans/1/current=false",
+                        "waninfo/wans/2/current=true"]),
+    ("ZanTunnelDisabled", ["ipsecTunnels/0/enabled=false"]),
+    ("ZanDosPreventionOff", ["remoteAccess/dosAttackPrevention/enabled=false"]),
+    ("ZanRouterApiDown", ["fault=down"]),
+])
+def test_what_goes_wrong_is_an_alert_and_the_only_one(alert, assignments, stack):
+    stack.router.set(*assignments)
+    until(lambda: alert in stack.preview.firing(), alert)
+    assert list(stack.preview.firing()) == [alert]
+
+
+def test_an_agent_that_is_gone_is_an_unreachable_router(stack):
+    stack.agent.stop()
+    until(lambda: list(stack.preview.firing()) == ["ZanRouterUnreachable"], "the alert")
+    page = stack.page
+    assert "does not answer" in page and f">{stack.preview.instance}</h1>" in page
+
+
+# --- dashboard ----------------------------------------------------------------------------------------------
+
+def panels() -> List[Dict[str, Any]]:
+    """The dashboard's panels but for the headings of their rows."""
+    return [panel for panel in DASHBOARD["panels"] if panel["type"] != "row"]
+
+
+def expressions() -> List[Tuple[str, str]]:
+    """Every query of the dashboard: where it is, and itself."""
+    found = [(panel["title"], target["expr"]) for panel in panels() for target in panel["targets"]]
+    found += [(note["name"], note["expr"]) for note in DASHBOARD["annotations"]["list"]]
+    return found
+
+
+def test_every_query_of_the_dashboard_returns_data(stack):
+    # The alert of a restart is one of its queries.
+    stack.router.set("system/uptime=5.00")
+    queries = expressions()
+    assert len(queries) > 30
+    for place, expression in queries:
+        filled = expression.replace("$instance", stack.preview.instance).replace("$__rate_interval", "1m")
+        until(lambda query=filled: stack.preview.query(query), f"data for {place}: {filled}")
+
+
+def test_the_variables_of_the_dashboard_find_the_router(stack):
+    (variable,) = [each for each in DASHBOARD["templating"]["list"] if each["name"] == "instance"]
+    selector, label = re.fullmatch(r"label_values\((.*), (\w+)\)", variable["query"]["query"]).groups()
+    found = stack.preview.ask("series", **{"match[]": selector})
+    assert [each[label] for each in found] == [stack.preview.instance]
+
+
+def test_the_dashboard_uses_no_other_data_source_and_no_variable_that_it_lacks():
+    names = {each["name"] for each in DASHBOARD["templating"]["list"]} | {"__rate_interval"}
+    text = json.dumps(DASHBOARD)
+    assert set(re.findall(r"\$\{?(\w+)", text)) <= names
+    assert set(re.findall(r'"uid": "([^"]*)"', text)) == {DASHBOARD["uid"], "${datasource}"}
+
+
+def test_no_panel_of_the_dashboard_hides_another():
+    assert len({panel["id"] for panel in DASHBOARD["panels"]}) == len(DASHBOARD["panels"])
+    taken: Dict[Tuple[int, int], str] = {}
+    for panel in DASHBOARD["panels"]:
+        place = panel["gridPos"]
+        assert place["x"] + place["w"] <= 24
+        for x in range(place["x"], place["x"] + place["w"]):
+            for y in range(place["y"], place["y"] + place["h"]):
+                assert taken.setdefault((x, y), panel["title"]) is panel["title"]
+
+
+# --- pages --------------------------------------------------------------------------------------------------
+
+def visible(page: str) -> str:
+    """What a reader sees of a page without the graphs, a blank between two parts."""
+    body = re.sub(r"<(script|style).*?</\1>|<!--.*?-->", " ", page.partition("<body>")[2], flags=re.S)
+    return " ".join(html.unescape(re.sub(r"<[^>]*>", " ", body)).split())
+
+
+def test_the_page_shows_the_router(stack):
+    text = visible(stack.page)
+    for wanted in (
+            "ZR-4200-LTE ZR42-0017-3391 answers", "firmware 5.12.3, up for ", "No alerts.",
+            "Cellular signal -67 dBm", "WAN Cellular priority 1 Cellular priority 2 WiFi",
+            "state Connected", "address 203.0.113.77", "DNS servers 198.51.100.53, 198.51.100.54",
+            "APN iot.example.net", "network Example Mobile, LTE", "roaming no", "tower 001-01-0A3F-01C2",
+            "keep-alive check on , probe.example.net", "IMEI or MEID 004999010640000", "role WAN",
+            "network Depot-North", "client's signal -58 dBm", "access point's security unknown",
+            "mask 255.255.255.0", "gre-depot GRE off", "headquarters IPsec on", "maintenance OpenVPN on",
+            "DHCP server on", "192.168.1.100 00:00:5e:00:53:a1 ", "mail (SMTP) off idle",
+            "time (SNTP) on synchronised", "remote syslog on 192.168.1.20, from INFO",
+            "serial to IP on CLIENT, TCP 4001", "SSH ● ○ ●", "HTTPS ● ● ●", "DoS prevention on",
+            "input 2, forward 1, output 1", "static routes depot-lan, scada"):
+        assert wanted in text
+    assert re.search(r"received [\d.]+ MB [\d.]+ MB 14\.\d+ GB", text)
+
+
+def test_the_list_shows_the_router_and_leads_to_its_page(stack):
+    page = stack.preview.page(LIST_PAGE)
+    assert "ZR-4200-LTE ZR42-0017-3391 answers Cellular -67 dBm Example Mobile 2 of 5 3 " in visible(page)
+    (link,) = re.findall(r'href="(zan-router\.html[^"]*)"', page)
+    assert "ZR-4200-LTE" in stack.preview.page("consoles/" + html.unescape(link))
+    assert stack.preview.addresses["console"].endswith(
+        f"consoles/zan-router.html?instance={stack.preview.instance}&range=900")
+
+
+def test_every_graph_has_data(stack):
+    graphs = [html.unescape(graph) for graph in re.findall(r"data-graph='([^']*)'", stack.page)]
+    queries = [query for graph in graphs for query, _ in json.loads(graph)]
+    assert len(queries) == 3
+    for query in queries:
+        filled = query.replace("$instance", json.dumps(stack.preview.instance)).replace("$window", "5s")
+        until(lambda expression=filled: stack.preview.query(expression), filled)
+
+
+def test_the_page_says_what_it_does_not_know(stack):
+    stack.router.set("fault=down")
+    until(lambda: "API down" in stack.page, "the failure")
+    text = visible(stack.page)
+    assert "Tunnels unknown" in text and "input unknown , forward unknown" in text
+    assert "none is" not in text and " 0 " not in text.partition("Access to")[2].partition("As of")[0]
+
+
+def test_the_page_of_a_router_that_nobody_asks_says_so(stack):
+    text = visible(stack.preview.page(ROUTER_PAGE + "nowhere%22%3Cb%3E"))
+    assert text.startswith('nowhere"<b> not scraped')
+
+
+def test_values_cannot_become_markup(stack):
+    stack.router.set("system/productId=<script>alert(1)</script>")
+    until(lambda: "&lt;script&gt;alert(1)&lt;/script&gt;" in stack.page, "the new model")
+    assert "<script>alert" not in stack.page
+
+
+@pytest.mark.parametrize("page", [ROUTER_PAGE + "any", LIST_PAGE])
+def test_the_script_of_a_page_can_be_read(page, stack, tmp_path):
+    (script,) = re.findall(r"<script>(.*?)</script>", stack.preview.page(page), re.S)
+    (tmp_path / "page.js").write_text(script)
+    subprocess.run(["node", "--check", tmp_path / "page.js"], check=True, timeout=deadline(60))
