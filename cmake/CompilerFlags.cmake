@@ -25,9 +25,9 @@ if(NOT ZAN_SANITIZE)
     $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE>
     $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
 endif()
-# The same sources give the same bytes, wherever they lie and are built: no path of this machine gets into the debug
-# information, and from there into the build id. Of the maps that fit, the last one counts; it is for generators that
-# compile in the target's own folder.
+# The same sources give the same bytes, wherever they lie and are built: no path of this machine gets into the
+# debug information, and from there into the build id. Of the maps that fit, the last one counts; it is for
+# generators that compile in the target's own folder.
 target_compile_options(zan_hardening INTERFACE
   $<$<NOT:$<CONFIG:Debug>>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>
   $<$<NOT:$<CONFIG:Debug>>:-ffile-prefix-map=${PROJECT_BINARY_DIR}=.>
