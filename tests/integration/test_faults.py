@@ -12,11 +12,9 @@ import pytest
 
 from harness import (CACHE_LIFETIME, DEBUG, ERROR, EVERYTHING, EXACT_MEMORY, HEAP_SLACK, OBJECTS,
                      SOCKET_PATH, WARNING, faults)
-from harness.failures import FAILURES, PERFORM_FAILED
+from harness.failures import FAILURES
+from harness.messages import PERFORM_FAILED, SWITCH_EXCEPTION, SWITCH_UNREAD, executing
 from harness.router import SCALARS, TRAPS_SWITCH, expected_tree, triples
-
-SWITCH_UNREAD = (b"Failed to obtain traps configuration.\n"
-                 b"message dispatcher is not created. Notifications will be disabled.\n")
 
 #: A walk's tree while every query fails: all scalars with their fallbacks, and no row of any table.
 FAILED_TREE = [scalar.failed for scalar in SCALARS]
@@ -31,7 +29,7 @@ ROUNDS = 6 if EXACT_MEMORY else 1
 
 def requests_logged(agent) -> int:
     """How many requests the module has traced since the last look."""
-    return agent.take(DEBUG).count(b"zanjsondb:  executing [http://localhost/")
+    return agent.take(DEBUG).count(executing("")[:-len("] request")])
 
 
 def assert_recovered(agent, clock) -> None:
@@ -46,7 +44,7 @@ def assert_recovered(agent, clock) -> None:
 def test_at_start_up(make_agent, api, queue, clock, failure):
     failure.apply(api)
     agent = make_agent().start()
-    start = failure.log if failure.log else b"exception caught"
+    start = failure.log if failure.log else SWITCH_EXCEPTION
     assert agent.take(ERROR) == start + SWITCH_UNREAD
     assert agent.take(WARNING) == b""
     assert queue.state() is None
@@ -65,7 +63,7 @@ def test_at_a_reload(make_agent, api, queue, traps, clock, failure):
     agent.mark()
     failure.apply(api)
     agent.hup()
-    start = failure.log if failure.log else b"exception caught"
+    start = failure.log if failure.log else SWITCH_EXCEPTION
     assert agent.take(ERROR) == start + SWITCH_UNREAD
     queue.post(7)
     agent.fire_alarm()
@@ -134,7 +132,7 @@ def test_of_the_traps_switch_alone(make_agent, api, queue, failure):
     else:
         api.faults[TRAPS_SWITCH] = failure.fault
     agent = make_agent().start()
-    assert agent.log(ERROR) == (failure.log if failure.log else b"exception caught") + SWITCH_UNREAD
+    assert agent.log(ERROR) == (failure.log if failure.log else SWITCH_EXCEPTION) + SWITCH_UNREAD
     failure.end(api)
     assert triples(agent.client.walk(OBJECTS, max_repetitions=50)) == expected_tree()
 

@@ -7,18 +7,12 @@ import pytest
 
 from harness import (ALARM_PERIOD, CACHE_LIFETIME, DEBUG, ERROR, EVERYTHING, EXACT_MEMORY, HEAP_SLACK,
                      OBJECTS, WARNING, SnmpError, SnmpTimeout, deadline, faults)
-from harness.failures import PARSE_FAILED, PERFORM_FAILED
+from harness.messages import (COMPLETE, NO_QUEUE, PARSE_FAILED, PERFORM_FAILED, PULL_FAILED, SWITCH_UNREAD,
+                              TRAPS_DISABLED, executing, received)
 from harness.router import QUERIES, SCALAR, SYSTEM, TABLES, TRAPS_SWITCH, expected_tree, router, triples
 from harness.snmp import GETBULK, NULL, SYS_UPTIME, encode
 
 SERIAL_NUMBER = SCALAR["zanRouterSerialNumber"]
-
-COMPLETE = b"zansnmpext:  initialization complete"
-QUEUE_OPEN = b"system message queue hasn't created. Notifications will be disabled.\n"
-SWITCH_UNREAD = (b"Failed to obtain traps configuration.\n"
-                 b"message dispatcher is not created. Notifications will be disabled.\n")
-READING_SWITCH = b"zanjsondb:  executing [http://localhost/api?fields=snmp] request"
-DISABLED = b"zanmsgdispatcher: SNMP traps disabled in configuration. Ignoring event."
 
 
 def assert_serves_everything(agent, clock) -> None:
@@ -46,8 +40,8 @@ def test_ten_reloads_with_the_switch_changed_in_between(make_agent, api, queue, 
         agent.hup()
         assert api.targets() == [TRAPS_SWITCH]
         # The queue is open already, which the start-up takes for a failure; the one alarm goes on.
-        assert agent.take(ERROR) == QUEUE_OPEN
-        assert agent.take(DEBUG) == READING_SWITCH + COMPLETE
+        assert agent.take(ERROR) == NO_QUEUE
+        assert agent.take(DEBUG) == executing(TRAPS_SWITCH) + COMPLETE
         assert agent.take(WARNING) == b""
         assert_serves_everything(agent, clock)
         agent.mark()
@@ -55,8 +49,7 @@ def test_ten_reloads_with_the_switch_changed_in_between(make_agent, api, queue, 
         queue.post(reload + 1)
         agent.fire_alarm()
         assert traps.events() == ([reload + 1] if enabled else [])
-        assert agent.take(EVERYTHING) == b"zanmsgreceiver: event [%d] received" % (reload + 1) + (
-            b"" if enabled else DISABLED)
+        assert agent.take(EVERYTHING) == received(reload + 1) + (b"" if enabled else TRAPS_DISABLED)
     assert queue.state().identifier == queue_made
     assert b"duplicate registration" not in agent.log(EVERYTHING)
 
@@ -68,7 +61,7 @@ def test_reloads_leave_one_alarm(make_agent, api, queue):
     queue.remove()
     agent.mark()
     agent.fire_alarm()
-    assert agent.take(WARNING) == b"failed to pull from message queue [errno=22]"
+    assert agent.take(WARNING) == PULL_FAILED
 
 
 def test_reloads_gain_neither_descriptors_nor_mappings_nor_memory(make_agent, api, queue):
@@ -91,7 +84,7 @@ def test_a_reload_without_the_api_leaves_the_switch_as_it_was(make_agent, api, q
     api.down()
     agent.hup()
     assert agent.take(ERROR) == PERFORM_FAILED + SWITCH_UNREAD
-    assert agent.take(DEBUG) == READING_SWITCH + COMPLETE
+    assert agent.take(DEBUG) == executing(TRAPS_SWITCH) + COMPLETE
     queue.post(7)
     agent.fire_alarm()
     assert traps.events() == [7]
@@ -111,7 +104,7 @@ def test_a_reload_opens_what_a_start_without_the_api_left_closed(make_agent, api
     agent.fire_alarm()
     assert traps.events() == [7]
     agent.hup()
-    assert agent.take(ERROR) == QUEUE_OPEN
+    assert agent.take(ERROR) == NO_QUEUE
     queue.post(8)
     agent.fire_alarm()
     assert traps.events() == [7, 8]

@@ -6,9 +6,11 @@ import os
 
 import pytest
 
-from harness import (CACHE_LIFETIME, DEBUG, ERROR, EVERYTHING, OBJECTS, WARNING, SnmpClient, SnmpError,
+from harness import (CACHE_LIFETIME, DEBUG, ERROR, EVERYTHING, INFO, OBJECTS, WARNING, SnmpClient, SnmpError,
                      SnmpTimeout, faults, kernel_limit, tools)
-from harness.failures import FAILURES, HARMLESS, PERFORM_FAILED
+from harness.failures import FAILURES, HARMLESS
+from harness.messages import (COMPLETE, NO_QUEUE, PARSE_FAILED, PERFORM_FAILED, REGISTERING, SWITCH_EXCEPTION,
+                              SWITCH_UNREAD, TRAPS_DISABLED, executing, received)
 from harness.router import (QUERIES, REMOTE_MANAGEMENT, SCALAR, SCALARS, SYSTEM, TABLES, TRAPS_SWITCH,
                             expected_tree, triples)
 from harness.snmp import (END_OF_MIB_VIEW, INTEGER, NO_SUCH_INSTANCE, NO_SUCH_NAME, NO_SUCH_OBJECT,
@@ -20,28 +22,10 @@ MODEL = SCALAR["zanRouterModelId"]
 UPTIME = SCALAR["zanRouterUptime"]
 REMOTE = SCALAR["zanRemoteManagementEnabled"]
 
-SWITCH_OFF = "message dispatcher is not created. Notifications will be disabled.\n"
-NO_QUEUE = "system message queue hasn't created. Notifications will be disabled.\n"
-NO_SWITCH = "Failed to obtain traps configuration.\n"
-COMPLETE = "zansnmpext:  initialization complete"
-REGISTERING = "".join(f"{unit}: registering table {table} as a table iterator\n" for unit, table in (
-    ("zanipsec", "zanIpsecTunnelsTable"),
-    ("zangre", "zanGreTunnelsTable"),
-    ("zanopenvpn", "zanOpenVpnTunnelsTable"),
-    ("zanstaticroutes", "zanStaticRoutesTable"),
-    ("zandhcpserver", "zanDHCPServerLeasesTable"),
-    ("zanrsyslog", "zanRemoteSyslogDestTable"),
-))
-
 
 def name_of(value) -> str:
     """For the names of parametrised tests."""
     return getattr(value, "name", str(value))
-
-
-def executing(*targets: str) -> bytes:
-    """The trace of these requests."""
-    return "".join(f"zanjsondb:  executing [http://localhost{target}] request" for target in targets).encode()
 
 
 # --- every scalar -------------------------------------------------------------------------------------------
@@ -189,7 +173,7 @@ def test_strangers_get_nothing(agent, api):
 
 def test_start_with_the_api_up_logs_exactly_this(make_agent, api, queue):
     agent = make_agent().start()
-    assert agent.log(DEBUG) == REGISTERING.encode() + executing(TRAPS_SWITCH) + COMPLETE.encode()
+    assert agent.log(DEBUG) == REGISTERING + executing(TRAPS_SWITCH) + COMPLETE
     assert agent.log(ERROR) == agent.log(WARNING) == b""
     assert api.targets() == [TRAPS_SWITCH]
     assert queue.state() is not None
@@ -198,12 +182,11 @@ def test_start_with_the_api_up_logs_exactly_this(make_agent, api, queue):
 def test_start_with_the_api_down_disables_notifications_and_serves(make_agent, api, queue):
     api.down()
     agent = make_agent().start()
-    assert agent.log(ERROR) == PERFORM_FAILED + (NO_SWITCH + SWITCH_OFF).encode()
+    assert agent.log(ERROR) == PERFORM_FAILED + SWITCH_UNREAD
     assert agent.log(WARNING) == b""
-    assert agent.log(DEBUG) == REGISTERING.encode() + executing(TRAPS_SWITCH) + COMPLETE.encode()
+    assert agent.log(DEBUG) == REGISTERING + executing(TRAPS_SWITCH) + COMPLETE
     assert agent.log(EVERYTHING).endswith(
-        executing(TRAPS_SWITCH) + PERFORM_FAILED + (NO_SWITCH + SWITCH_OFF + COMPLETE).encode()
-        + b"NET-SNMP version 5.9.3\n")
+        executing(TRAPS_SWITCH) + PERFORM_FAILED + SWITCH_UNREAD + COMPLETE + agent.log(INFO))
     assert queue.state() is None, "the receiver was initialised"
     for scalar in SCALARS:
         assert triples(agent.client.get(scalar.instance)) == [scalar.failed]
@@ -224,8 +207,8 @@ def test_start_with_the_api_down_never_registers_the_alarm(make_agent, api, queu
 def test_start_without_a_queue_disables_notifications_and_serves(make_agent, api, queue):
     with kernel_limit("msgmni", 0):
         agent = make_agent().start()
-    assert agent.log(ERROR) == NO_QUEUE.encode()
-    assert agent.log(DEBUG) == REGISTERING.encode() + executing(TRAPS_SWITCH) + COMPLETE.encode()
+    assert agent.log(ERROR) == NO_QUEUE
+    assert agent.log(DEBUG) == REGISTERING + executing(TRAPS_SWITCH) + COMPLETE
     assert triples(agent.client.walk(OBJECTS, max_repetitions=50)) == expected_tree()
     queue.create()
     queue.post(7)
@@ -238,7 +221,7 @@ def test_start_without_a_queue_disables_notifications_and_serves(make_agent, api
 def test_start_with_a_switch_that_is_no_boolean_logs_the_exception(make_agent, api, queue):
     api.fields["snmp"] = {"traps": {"enabled": "yes"}}
     agent = make_agent().start()
-    assert agent.log(ERROR) == ("exception caught" + NO_SWITCH + SWITCH_OFF).encode()
+    assert agent.log(ERROR) == SWITCH_EXCEPTION + SWITCH_UNREAD
     assert queue.state() is None
 
 
@@ -392,9 +375,7 @@ def test_in_the_first_five_seconds_of_uptime_nothing_is_asked_and_data_is_missin
         # The traps switch reads as missing too, and stays so until the agent reads its configuration again.
         agent.mark()
         agent.fire_alarm()
-        assert agent.take(EVERYTHING) == (
-            b"zanmsgreceiver: event [7] received"
-            b"zanmsgdispatcher: SNMP traps disabled in configuration. Ignoring event.")
+        assert agent.take(EVERYTHING) == received(7) + TRAPS_DISABLED
         assert traps.traps() == []
         clock.set(5.00)
         assert triples(agent.client.walk(OBJECTS, max_repetitions=50)) == expected_tree()
@@ -447,7 +428,7 @@ def test_a_redirect_is_not_followed(agent, api):
     api.answers[SYSTEM] = faults.http_answer(b"", "302 Found", (location,))
     assert agent.client.value(SERIAL_NUMBER.instance) == b"Unknown"
     assert api.targets() == [SYSTEM]
-    assert agent.take(ERROR) == b" failed to parse json response"
+    assert agent.take(ERROR) == PARSE_FAILED
 
 
 def test_one_query_fails_and_the_others_answer(agent, api):

@@ -6,23 +6,12 @@ import threading
 import pytest
 
 from harness import (DEBUG, ERROR, EVERYTHING, MODULE, NOTIFICATIONS, WARNING, TrapListener, kernel_limit)
+from harness.messages import PULL_FAILED, SWITCH_EXCEPTION, SWITCH_UNREAD, TRAPS_DISABLED, received, unknown
 from harness.router import TRAPS_SWITCH
 from harness.snmp import (OBJECT_ID, SNMP_TRAP_OID, SYS_UPTIME, TIMETICKS, TRAP2, encode, encode_message,
                           encode_oid)
 
 EVENTS = range(1, 12)
-
-DISABLED = "zanmsgdispatcher: SNMP traps disabled in configuration. Ignoring event."
-
-
-def received(*events: int) -> bytes:
-    """The trace of these events."""
-    return "".join(f"zanmsgreceiver: event [{event}] received" for event in events).encode()
-
-
-def unknown(*events: int) -> bytes:
-    """The warnings about these events."""
-    return "".join(f"unknown notification received [{event}].\n" for event in events).encode()
 
 
 def long_size() -> int:
@@ -239,12 +228,12 @@ def test_a_removed_queue_is_one_warning_an_alarm_and_nothing_else(notifier, queu
     queue.remove()
     for _ in range(3):
         notifier.fire_alarm()
-        assert notifier.take(EVERYTHING) == b"failed to pull from message queue [errno=22]"
+        assert notifier.take(EVERYTHING) == PULL_FAILED
     # Made again it is another queue, which this life of the module never opens.
     queue.create()
     queue.post(7)
     notifier.fire_alarm(2)
-    assert notifier.take(EVERYTHING) == b"failed to pull from message queue [errno=22]" * 2
+    assert notifier.take(EVERYTHING) == PULL_FAILED * 2
     assert queue.count() == 1 and traps.traps() == []
 
 
@@ -254,7 +243,7 @@ def test_a_queue_removed_with_events_in_it_loses_them_without_a_crash(notifier, 
     queue.remove()
     notifier.fire_alarm()
     assert traps.traps() == []
-    assert notifier.take(WARNING) == b"failed to pull from message queue [errno=22]"
+    assert notifier.take(WARNING) == PULL_FAILED
 
 
 def test_a_restarted_agent_opens_the_new_queue_and_delivers_what_waited(notifier, queue, traps):
@@ -303,7 +292,7 @@ def test_the_switch_decides_whether_events_go_out(make_agent, api, queue, traps,
     agent.fire_alarm()
     assert queue.count() == 0
     assert traps.events() == ([7, 8] if enabled else [])
-    tail = b"" if enabled else DISABLED.encode()
+    tail = b"" if enabled else TRAPS_DISABLED
     assert agent.take(EVERYTHING) == received(7) + tail + received(8) + tail
 
 
@@ -324,8 +313,7 @@ UNREADABLE_SWITCHES = [
 def test_a_switch_that_cannot_be_read_leaves_notifications_off(make_agent, api, queue, traps, result):
     api.results[TRAPS_SWITCH] = result
     agent = make_agent().start()
-    assert agent.log(ERROR) == (b"exception caughtFailed to obtain traps configuration.\n"
-                                b"message dispatcher is not created. Notifications will be disabled.\n")
+    assert agent.log(ERROR) == SWITCH_EXCEPTION + SWITCH_UNREAD
     assert queue.state() is None
     api.results.clear()
     queue.create()
@@ -342,7 +330,7 @@ def test_an_unknown_event_with_traps_disabled_is_only_ignored(make_agent, api, q
     agent.mark()
     queue.post(12)
     agent.fire_alarm()
-    assert agent.take(EVERYTHING) == received(12) + DISABLED.encode()
+    assert agent.take(EVERYTHING) == received(12) + TRAPS_DISABLED
 
 
 def test_the_switch_is_read_once_and_changes_go_unnoticed(notifier, api, queue, traps, clock):

@@ -5,11 +5,8 @@ from typing import List, NamedTuple, Optional
 
 from . import api as faults
 from .api import Api, Fault
+from .messages import BAD_CODE, PARSE_FAILED, PERFORM_FAILED, WRONG_FORMAT
 
-PERFORM_FAILED = b" curl_easy_perform failed"
-PARSE_FAILED = b" failed to parse json response"
-WRONG_FORMAT = b" wrong format of json response"
-BAD_CODE = b" bad json response code"
 SILENT = b""  # an exception of the JSON library, which leaves no line
 
 
