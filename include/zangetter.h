@@ -8,7 +8,8 @@
 
 namespace zansnmp {
 
-/// A query accessor: fills its argument with the query's `result`; false when the API failed.
+/// A query accessor: fills its argument with the query's `result`; false when the API failed. Throws as
+/// ZanCachedData::get does.
 using Accessor = bool (*)(Json::Value&);
 
 /// A way through objects by member names, outermost first.

@@ -13,6 +13,7 @@
 #include <net-snmp/agent/agent_trap.h>
 
 #include <array>
+#include <memory>
 
 namespace zansnmp {
 
@@ -29,14 +30,19 @@ constexpr NotificationOid notificationOid(long id)
 /// snmpTrapOID.0 of SNMPv2-MIB
 constexpr std::array<oid, 11> snmpTrapOid{1, 3, 6, 1, 6, 3, 1, 1, 4, 1, 0};
 
-/// Sends a notification without variables of its own: the agent adds sysUpTime.0 in front.
+struct FreeVariables {
+    void operator()(netsnmp_variable_list* list) const { snmp_free_varbind(list); }
+};
+
+/// Sends a notification without variables of its own: the agent adds sysUpTime.0 in front. Nobody could be
+/// told of a failure, so that none is looked for.
 void sendTrap(const NotificationOid& notification)
 {
-    netsnmp_variable_list* variables = nullptr;
-    snmp_varlist_add_variable(&variables, snmpTrapOid.data(), snmpTrapOid.size(), ASN_OBJECT_ID,
+    netsnmp_variable_list* list = nullptr;
+    snmp_varlist_add_variable(&list, snmpTrapOid.data(), snmpTrapOid.size(), ASN_OBJECT_ID,
                               notification.data(), sizeof(notification));
-    send_v2trap(variables);
-    snmp_free_varbind(variables);
+    const std::unique_ptr<netsnmp_variable_list, FreeVariables> variables(list);
+    send_v2trap(variables.get());
 }
 
 } // namespace
