@@ -65,7 +65,7 @@ struct Options {
 /// What parsing the command line gives: options to go on with, or the exit status to end with.
 struct Parsed {
     std::optional<Options> options;
-    Status status;
+    Status status = posted;
 };
 
 void printHelp()

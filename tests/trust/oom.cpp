@@ -112,7 +112,7 @@ std::string cellOf(const Table& table, void* loop, unsigned column)
                                       netsnmp_create_data_list(TABLE_ITERATOR_NAME, context, nullptr));
     }
     netsnmp_request_add_list_data(&request, netsnmp_create_data_list(TABLE_HANDLER_NAME, &cell, nullptr));
-    const std::string outcome = answer(table.registration, request);
+    std::string outcome = answer(table.registration, request);
     netsnmp_free_request_data_sets(&request);
     hooks->free_data_context(context, hooks);
     return outcome;

@@ -63,8 +63,6 @@ int connectAnswered(int socket, const std::string& answer)
 
 extern "C" {
 
-// The names are the linker's. NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
-
 long get_uptime()
 {
     return uptime;
@@ -215,8 +213,6 @@ ssize_t __wrap_msgrcv(int queue, void* message, std::size_t size, long type, int
     *static_cast<long*>(message) = reading.type;
     return 0;
 }
-
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 } // extern "C"
 
