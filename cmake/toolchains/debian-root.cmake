@@ -24,6 +24,9 @@ if(ZAN_CROSS_ARCH STREQUAL "i386")
   set(CMAKE_LIBRARY_ARCHITECTURE i386-linux-gnu)
 endif()
 
+# Where the target's Debian has its modules; CMake guesses that in native builds only.
+set(CMAKE_INSTALL_LIBDIR lib/${CMAKE_LIBRARY_ARCHITECTURE} CACHE PATH "Folder of the target's libraries")
+
 # The target's libraries need others of the target, which the linker has to find too.
 set(ZAN_ARCH_LIBRARIES ${ZAN_ARCH_ROOT}/lib/${CMAKE_LIBRARY_ARCHITECTURE})
 string(APPEND ZAN_ARCH_LIBRARIES :${ZAN_ARCH_ROOT}/usr/lib/${CMAKE_LIBRARY_ARCHITECTURE})
