@@ -343,9 +343,10 @@ def main() -> None:
     arguments = parser.parse_args()
     os.environ["MIBS"] = ""
     arguments.folder.mkdir(parents=True, exist_ok=True)
+    machine = report.machine()
     run = Run(Settings(arguments.build, arguments.folder, arguments.enterprise_number),
               QUICK if arguments.quick else FULL)
-    results = {**run.run(), "machine": report.machine()}
+    results = {**run.run(), "machine": machine}
     arguments.results.write_text(json.dumps(results), encoding="ascii")
 
 

@@ -3,6 +3,7 @@
 
 import argparse
 import json
+import os
 import platform
 import re
 import statistics
@@ -181,13 +182,13 @@ def goal_table(results: Results) -> str:
 
 
 def machine() -> str:
-    """What the run was made on."""
+    """What the run is made on, before it begins."""
     processors = re.findall(r"^model name\s*: (.*)$", Path("/proc/cpuinfo").read_text(encoding="utf-8"), re.M)
     release = Path("/etc/os-release").read_text(encoding="utf-8")
     system = dict(re.findall(r'^(\w+)="?([^"\n]*)', release, re.M))
     kind = processors[0] if processors else platform.machine()
     return f"{len(processors) or 1} × {kind}, {system.get('PRETTY_NAME', platform.system())}, " \
-           f"Linux {platform.release()}"
+           f"Linux {platform.release()}, with a load of {os.getloadavg()[0]:.1f} before the run"
 
 
 def render(results: Results) -> str:
