@@ -226,9 +226,12 @@ def test_start_with_a_switch_that_is_no_boolean_logs_the_exception(make_agent, a
     assert queue.state() is None
 
 
-def test_the_module_starts_no_thread(agent):
+def test_the_module_starts_no_thread(agent, make_agent):
+    def threads(counted):
+        return len(os.listdir(f"/proc/{counted.pid}/task"))
+
     agent.client.walk(OBJECTS, max_repetitions=50)
-    assert os.listdir(f"/proc/{agent.pid}/task") == [str(agent.pid)]
+    assert threads(agent) == threads(make_agent(module=None).start())  # an emulator has threads of its own
 
 
 # --- the request --------------------------------------------------------------------------------------------
@@ -313,6 +316,21 @@ def test_a_failure_is_not_cached_and_does_not_serve_the_old_result(agent, api, c
     assert agent.client.value(SERIAL_NUMBER.instance) == SERIAL_NUMBER.expected
     assert agent.client.value(MODEL.instance) == MODEL.expected
     assert api.count(SYSTEM) == 5
+
+
+def test_a_failure_forgets_when_the_last_success_was(agent, api, clock):
+    clock.align()
+    fetched = clock.now
+    agent.client.get(SERIAL_NUMBER.instance)
+    clock.advance(CACHE_LIFETIME)
+    api.fault = faults.CLOSED
+    agent.client.get(SERIAL_NUMBER.instance)
+    assert agent.take(ERROR) == PERFORM_FAILED
+    api.fault = None
+    # Only an uptime that goes back shows it: the success was just now again, and yet there is a request.
+    clock.set(fetched + 1)
+    agent.client.get(SERIAL_NUMBER.instance)
+    assert api.count(SYSTEM) == 3
 
 
 def test_a_cached_result_survives_an_absence_of_the_api(agent, api, clock):
