@@ -4,7 +4,7 @@ import re
 import shutil
 import subprocess
 from collections import Counter
-from typing import Any, Dict, Iterator
+from typing import Any, Dict, Iterator, Set
 
 import pytest
 
@@ -15,6 +15,10 @@ from monitoring_support import (MONITORING, SNMP_YML, Exporter, free_port, serie
 
 GENERATE = MONITORING / "generate"
 RULES = MONITORING / "rules"
+
+#: Objects that are no metrics of their own, and are spoken of.
+NOT_METRICS = ("zanRadioTemperature", "zanRadioRSSI", "zanCellularInterfaceSignal", "zanWiFiInterfaceSignal",
+               "zanWanManagerPriority")
 
 
 @pytest.fixture(scope="module", name="exporter")
@@ -81,7 +85,7 @@ def test_every_object_is_a_metric_or_known_not_to_be_one(mib):
               for label in re.findall(r"labelname: (\w+)", entry)}
     positions = {table.columns[0].name for table in mib.tables}
     objects = {each.name for each in (*mib.scalars, *mib.columns)}
-    left_out = {"zanRadioTemperature"} | positions | (labels & objects)
+    left_out = {NOT_METRICS[0]} | positions | (labels & objects)
     assert set(metrics_of_the_module()) == objects - left_out
     assert all(name.endswith("Position") for name in positions)
 
@@ -122,9 +126,8 @@ def test_a_whole_scrape_asks_the_api_each_query_at_most_once(agent, api, clock, 
 
 def test_every_object_is_scraped(scrape, mib):
     names = {name for name, _ in scrape()}
-    without_number = {"zanWanManagerPriority", "zanRadioRSSI", "zanCellularInterfaceSignal",
-                      "zanWiFiInterfaceSignal", *(each.name for each in mib.scalars
-                                                  if each.type.name == "ZanTrafficLine")}
+    without_number = {*NOT_METRICS, *(each.name for each in mib.scalars
+                                      if each.type.name == "ZanTrafficLine")}
     for name in metrics_of_the_module():
         found = [each for each in names if each == name or each.startswith(f"{name}_")]
         assert found and (name not in without_number or name not in found), name
@@ -288,6 +291,43 @@ def test_the_configuration_fits_the_rules(tmp_path):
     for name in ("recording.yml", "alerts.yml"):
         shutil.copy(RULES / name, tmp_path / "zansnmpext")
     assert "2 rule files found" in promtool("check", "config", tmp_path / "prometheus.yml")
+
+
+# --- names --------------------------------------------------------------------------------------------------
+
+def known_names() -> Set[str]:
+    """What the exporter and the recording rules give: metrics, labels, series."""
+    names = set()
+    for name, entry in metrics_of_the_module().items():
+        extracts = re.findall(r'^      (\S+):$', entry, re.M)
+        names |= {name} | {name + extract.strip('"') for extract in extracts}
+        names |= set(re.findall(r"label(?:name: |s:\n    +- )(\w+)", entry))
+    return names | set(re.findall(r"record: (\S+)", (RULES / "recording.yml").read_text()))
+
+
+@pytest.mark.parametrize("name", [
+    "rules/recording.yml", "rules/alerts.yml", "rules/alerts.test.yml", "consoles/zan-router.html",
+    "consoles/zan-routers.html", "consoles/zan.lib", "grafana/zansnmpext-router.json",
+    "../docs/monitoring.md"])
+def test_a_file_uses_only_names_that_exist(name):
+    used = re.findall(r"\bzan(?!Event)[A-Z]\w*[a-z0-9](?![\w.(*]|_\(|_\.\+)|\bzan:\w+:\w+",
+                      (MONITORING / name).read_text())
+    ends = ("", "Enabled", "_total")  # some rows of a page are made of several metrics
+    known = known_names() | set(NOT_METRICS)
+    assert used or name == "consoles/zan.lib"
+    assert [each for each in used if not any(each + end in known for end in ends)] == []
+
+
+def test_the_description_has_every_alert_and_every_series():
+    text = (SOURCE_ROOT / "docs" / "monitoring.md").read_text()
+    rules = (RULES / "alerts.yml").read_text()
+    severities = re.findall(r"alert: (\w+)\n(?:.*\n)*?        labels: \{severity: (\w+)\}", rules)
+    described = []
+    for alert, severity in re.findall(r"^\| (?:`(\w+)`)? *\| (critical|warning|info) \|", text, re.M):
+        described.append((alert or described[-1][0], severity))
+    assert described == severities
+    assert set(re.findall(r"`(zan:[\w:]+)`", text)) == set(
+        re.findall(r"record: (\S+)", (RULES / "recording.yml").read_text()))
 
 
 # --- notifications ------------------------------------------------------------------------------------------
