@@ -13,16 +13,16 @@
 #include <time.h>
 #include <unistd.h>
 
-static const volatile int64_t *offset;
-static int (*next_clock_gettime)(clockid_t, struct timespec *);
+static const volatile int64_t* offset;
+static int (*next_clock_gettime)(clockid_t, struct timespec*);
 
 __attribute__((constructor)) static void map_offset(void)
 {
-    const char *path = getenv("ZAN_MONOTONIC_OFFSET");
+    const char* path = getenv("ZAN_MONOTONIC_OFFSET");
     int file;
-    void *mapped;
+    void* mapped;
 
-    next_clock_gettime = (int (*)(clockid_t, struct timespec *))dlsym(RTLD_NEXT, "clock_gettime");
+    next_clock_gettime = (int (*)(clockid_t, struct timespec*))dlsym(RTLD_NEXT, "clock_gettime");
     if (path == NULL)
         return;
     file = open(path, O_RDONLY | O_CLOEXEC);
@@ -34,7 +34,7 @@ __attribute__((constructor)) static void map_offset(void)
         offset = mapped;
 }
 
-int clock_gettime(clockid_t clock, struct timespec *now)
+int clock_gettime(clockid_t clock, struct timespec* now)
 {
     /* A caller may come before the constructor has run. */
     int result = next_clock_gettime != NULL ? next_clock_gettime(clock, now)
