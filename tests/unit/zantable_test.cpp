@@ -11,6 +11,7 @@
 
 #include <limits>
 #include <optional>
+#include <sstream>
 
 using namespace zantest;
 using zansnmp::ZanTableLoopContext;
@@ -592,6 +593,21 @@ TEST_P(TableTest, SelectedRowCostsOneCopyOfThatRow)
     const long oneCopy = allocationsMade() - before;
     const RowContext row = walk.row();
     EXPECT_EQ(allocationsMade() - before - oneCopy, oneCopy + 1) << "not one copy and the row context";
+}
+
+TEST_P(ListTableTest, WalkThatFindsNoRowsToTakeOverCostsOneCopyOfTheCachedResult)
+{
+    const std::string result = table.resultWithRows({1, 2, 3});
+    freshResult(result);
+    std::istringstream in(result);
+    Json::Value parsed;
+    in >> parsed;
+    const Walk first(table);
+    const long before = allocationsMade();
+    const Json::Value copy(parsed);
+    const long oneCopy = allocationsMade() - before;
+    const Walk second(table);
+    EXPECT_EQ(allocationsMade() - before - oneCopy, oneCopy + 1) << "not one copy and the loop context";
 }
 
 TEST_P(TableTest, TwoWalksAtOnceEachOwnTheirRows)

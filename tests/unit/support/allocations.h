@@ -1,6 +1,8 @@
 #pragma once
 
-/// What the language's allocator is asked for on the calling thread, and its failure on demand.
+/// What the language's allocator is asked for on the calling thread, and its failure on demand. (Valgrind
+/// puts its own operator new in the place of this one unless run with
+/// --soname-synonyms=somalloc=nouserintercepts.)
 namespace zantest {
 
 /// Blocks that this thread got from operator new so far.

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdarg>
+#include <new>
 #include <ostream>
 #include <sstream>
 #include <string>
@@ -56,7 +57,10 @@ std::ostream& operator<<(std::ostream& out, const CurlOption& option)
 
 Interposed& interposed()
 {
-    static auto* const instance = new Interposed; // never destroyed: memory is freed until the very end
+    // Never destroyed, as memory is freed until the very end; not on the heap, where it would look like a
+    // leak.
+    alignas(Interposed) static unsigned char storage[sizeof(Interposed)];
+    static auto* const instance = new (storage) Interposed;
     return *instance;
 }
 

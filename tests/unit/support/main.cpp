@@ -50,8 +50,8 @@ void enterPrivateNamespaces()
         becomeRootOfOwnNamespace();
         check(unshare(namespaces), "unshare of mount, IPC and network namespaces");
     }
-    check(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr), "making all mounts private");
-    check(mount("tmpfs", "/var/run", "tmpfs", MS_NOSUID | MS_NODEV, nullptr), "mounting over /var/run");
+    check(mount("none", "/", "none", MS_REC | MS_PRIVATE, ""), "making all mounts private");
+    check(mount("tmpfs", "/var/run", "tmpfs", MS_NOSUID | MS_NODEV, ""), "mounting over /var/run");
     check(mkdir("/var/run/api", 0755), "making /var/run/api");
 }
 
