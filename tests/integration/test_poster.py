@@ -8,7 +8,7 @@ from pathlib import Path
 
 import pytest
 
-from harness import ENTERPRISE_NUMBER, MODULE, SOURCE_ROOT, WARNING, kernel_limit
+from harness import ENTERPRISE_NUMBER, MODULE, SOURCE_ROOT, WARNING, kernel_limit, long_size
 
 POSTER = Path(os.environ.get("ZAN_POSTER") or MODULE.parent / "tools" / "zan-post-event")
 
@@ -73,7 +73,7 @@ def test_bad_arguments(queue, arguments):
     assert queue.count() == 0
 
 
-@pytest.mark.parametrize("event", [12, 4711, 2 ** (8 * ctypes.sizeof(ctypes.c_long) - 1) - 1])
+@pytest.mark.parametrize("event", [12, 4711, 2 ** (8 * (long_size() if MODULE.exists() else 8) - 1) - 1])
 def test_any_id_above_0_when_asked_for(queue, event):
     queue.create()
     assert refused(run(event), BAD_USAGE, f"'{event}'", "1 to 11")

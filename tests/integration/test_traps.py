@@ -5,19 +5,14 @@ import threading
 
 import pytest
 
-from harness import (DEBUG, ERROR, EVERYTHING, MODULE, NOTIFICATIONS, WARNING, TrapListener, kernel_limit)
+from harness import (DEBUG, ERROR, EVERYTHING, MODULE, NOTIFICATIONS, WARNING, TrapListener, kernel_limit,
+                     long_size)
 from harness.messages import PULL_FAILED, SWITCH_EXCEPTION, SWITCH_UNREAD, TRAPS_DISABLED, received, unknown
 from harness.router import TRAPS_SWITCH
 from harness.snmp import (OBJECT_ID, SNMP_TRAP_OID, SYS_UPTIME, TIMETICKS, TRAP2, encode, encode_message,
                           encode_oid)
 
 EVENTS = range(1, 12)
-
-
-def long_size() -> int:
-    """Bytes of the agent's long, from the class of the module's ELF header."""
-    with open(MODULE, "rb") as file:
-        return {1: 4, 2: 8}[file.read(5)[4]]
 
 
 @pytest.fixture

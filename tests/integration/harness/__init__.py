@@ -7,7 +7,7 @@ from .clock import AlarmClock, Clock
 from .events import EventQueue, QueueState, kernel_limit
 from .settings import (ALARM_PERIOD, CACHE_LIFETIME, ENTERPRISE_NUMBER, EXACT_MEMORY, HEAP_SLACK, MODULE,
                        MODULE_ROOT, NOTIFICATIONS, OBJECTS, SOCKET_PATH, SOURCE_ROOT, TIME_SCALE,
-                       deadline)
+                       deadline, long_size)
 from .snmp import SnmpClient, SnmpError, SnmpTimeout, VarBind
 from .traps import Trap, TrapListener
 
@@ -17,5 +17,5 @@ __all__ = [
     "INFO", "MODULE", "MODULE_ROOT", "NOTIFICATIONS", "OBJECTS", "QueueState", "Request", "SOCKET_PATH",
     "SOURCE_ROOT", "SnmpClient", "SnmpError", "SnmpTimeout", "TIME_SCALE", "Trap", "TrapListener",
     "V3_AUTH", "V3_PRIV", "V3_USER", "VarBind", "WARNING", "deadline", "envelope", "faults",
-    "http_answer", "kernel_limit",
+    "http_answer", "kernel_limit", "long_size",
 ]

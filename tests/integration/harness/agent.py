@@ -265,8 +265,13 @@ class Agent:
 
     def descriptors(self) -> List[str]:
         """What the open descriptors point to: paths, and kinds such as "socket"."""
-        folder = f"/proc/{self.pid}/fd"
-        return sorted(os.readlink(f"{folder}/{name}").split(":[")[0] for name in os.listdir(folder))
+        kinds = []
+        for descriptor in Path(f"/proc/{self.pid}/fd").iterdir():
+            try:
+                kinds.append(os.readlink(descriptor).split(":[")[0])
+            except FileNotFoundError:
+                pass  # closed since it was listed
+        return sorted(kinds)
 
     # --- for the reader of a failure ------------------------------------------------------------------------
 
