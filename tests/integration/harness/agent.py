@@ -259,19 +259,28 @@ class Agent:
 
     def rss(self) -> int:
         """Resident memory in bytes, without the pages of mapped files."""
-        with open(f"/proc/{self.pid}/status", encoding="ascii") as file:
-            fields = dict(line.split(":", 1) for line in file)
-        return int(fields["RssAnon"].split()[0]) * 1024
+        return int(self._status()["RssAnon"].split()[0]) * 1024
 
     def descriptors(self) -> List[str]:
-        """What the open descriptors point to: paths, and kinds such as "socket"."""
-        kinds = []
-        for descriptor in Path(f"/proc/{self.pid}/fd").iterdir():
+        """What the open descriptors of the idle agent point to: paths, and kinds such as "socket"."""
+        kinds: List[str] = []
+
+        def counted_asleep() -> bool:
+            # At work the agent has files open, if only for a moment: it must have slept all the while.
+            before = self._status()
             try:
-                kinds.append(os.readlink(descriptor).split(":[")[0])
+                kinds[:] = sorted(os.readlink(descriptor).split(":[")[0]
+                                  for descriptor in Path(f"/proc/{self.pid}/fd").iterdir())
             except FileNotFoundError:
-                pass  # closed since it was listed
-        return sorted(kinds)
+                return False  # closed since it was listed
+            return before["State"].split()[0] == "S" and self._status() == before
+
+        self.wait_for(counted_asleep, "the agent to be idle")
+        return kinds
+
+    def _status(self) -> Dict[str, str]:
+        with open(f"/proc/{self.pid}/status", encoding="ascii") as file:
+            return dict(line.split(":", 1) for line in file)
 
     # --- for the reader of a failure ------------------------------------------------------------------------
 
