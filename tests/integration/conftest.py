@@ -1,6 +1,7 @@
 """Fixtures: one fake API, one clock and one trap port per run, and an agent shared by most tests."""
 
 import os
+import signal
 from pathlib import Path
 from typing import Callable, Iterator, List
 
@@ -14,6 +15,8 @@ _APIS: List[Api] = []
 
 
 def pytest_configure() -> None:
+    # A run in the background inherits that SIGINT is ignored, and so would whatever the tests end by it.
+    signal.signal(signal.SIGINT, signal.default_int_handler)
     if not os.environ.get("ZAN_PRIVATE_NAMESPACES"):
         pytest.exit("these tests want namespaces of their own: start them with tests/integration/run", 4)
 
