@@ -2,6 +2,7 @@
 
 #include "zansnmpext.h"
 
+#include "support/allocations.h"
 #include "support/apitest.h"
 #include "support/scalars.h"
 #include "support/tables.h"
@@ -221,6 +222,35 @@ TEST_F(ScalarsTest, TextKeepsItsZeroBytesAndLength)
     Request longText;
     handle(handlerOf("zanRouterFirmware"), MODE_GET, &longText.info());
     EXPECT_EQ(longText.cell(), octets(std::string(1200, 'x')));
+}
+
+TEST_F(ScalarsTest, TextThatTheVariableHasNoMemoryForIsUnknown)
+{
+    for (const ScalarUnderTest& scalar : allScalars()) {
+        if (scalar.type == ASN_OCTET_STR) {
+            interposed().failTypedValues = 1;
+            Request request;
+            EXPECT_EQ(handle(handlerOf(scalar.name), MODE_GET, &request.info()), SNMP_ERR_NOERROR);
+            EXPECT_EQ(request.cell(), octets("Unknown")) << scalar.name;
+        }
+    }
+}
+
+TEST_F(ScalarsTest, NoShortageOfMemoryEndsAHandler)
+{
+    for (const ScalarUnderTest& scalar : allScalars()) { // the first GET of each query fetches, the rest copy
+        Netsnmp_Node_Handler* const handler = handlerOf(scalar.name);
+        bool happened = true;
+        for (long nth = 1; happened; ++nth) {
+            Request request;
+            {
+                const FailingAllocation shortage(nth);
+                handle(handler, MODE_GET, &request.info());
+                happened = shortage.happened();
+            }
+            EXPECT_EQ(request.cell().type, scalar.type) << scalar.name << " after failing allocation " << nth;
+        }
+    }
 }
 
 TEST_F(ScalarsTest, WithTheApiDownEveryObjectHasItsFallback)

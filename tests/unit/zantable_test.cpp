@@ -480,6 +480,17 @@ TEST_P(TableTest, TextsAndNumbersAreSetWithTheirTypeAndLength)
     EXPECT_EQ(interposed().typedValues.front().length, 3U);
 }
 
+TEST_P(TableTest, TextThatTheVariableHasNoMemoryForIsUnknown)
+{
+    zansnmp::ZanTableRowContext row{0, Json::Value(Json::objectValue)};
+    Request request;
+    request.setRow(&row);
+    request.setColumn(2);
+    interposed().failTypedValues = 1;
+    handle(table.hooks.handler, MODE_GET, &request.info());
+    EXPECT_EQ(request.cell(), octets("Unknown"));
+}
+
 // Ownership.
 
 TEST_P(TableTest, GetsLeaveNothingBehind)

@@ -101,7 +101,8 @@ extern "C" {
 void* __real_calloc(std::size_t count, std::size_t size);
 void __real_free(void* memory);
 CURL* __real_curl_easy_init();
-CURLcode __real_curl_easy_setopt(CURL* handle, CURLoption option, ...);
+// The option as an integer: an enumeration may not stand in front of variable arguments in C++.
+CURLcode __real_curl_easy_setopt(CURL* handle, int option, ...);
 CURLcode __real_curl_easy_perform(CURL* handle);
 void __real_curl_easy_cleanup(CURL* handle);
 netsnmp_handler_registration* __real_netsnmp_create_handler_registration(const char* name,
@@ -155,7 +156,7 @@ CURL* __wrap_curl_easy_init()
     return handle;
 }
 
-CURLcode __wrap_curl_easy_setopt(CURL* handle, CURLoption option, ...)
+CURLcode __wrap_curl_easy_setopt(CURL* handle, int option, ...)
 {
     const OwnAllocations own;
     zantest::Interposed& state = interposed();
@@ -181,7 +182,7 @@ CURLcode __wrap_curl_easy_setopt(CURL* handle, CURLoption option, ...)
         result = fails ? CURLE_OUT_OF_MEMORY : __real_curl_easy_setopt(handle, option, pointer);
     }
     va_end(arguments);
-    state.curlOptions.push_back({option, value});
+    state.curlOptions.push_back({static_cast<CURLoption>(option), value});
     return result;
 }
 
@@ -253,6 +254,10 @@ int __wrap_snmp_set_var_typed_value(netsnmp_variable_list* variable, u_char type
     {
         const OwnAllocations own;
         interposed().typedValues.push_back({type, length});
+    }
+    if (interposed().failTypedValues > 0) {
+        --interposed().failTypedValues;
+        return 1;
     }
     return __real_snmp_set_var_typed_value(variable, type, value, length);
 }

@@ -106,6 +106,7 @@ struct Interposed {
     bool registerForReal = false; ///< else the agent is not told, and reset() frees what it would own
     std::vector<Registered> registered;
 
+    std::size_t failTypedValues = 0; ///< how many of the next values cannot be set, for want of memory
     std::vector<TypedValue> typedValues;
 
     bool failAlarm = false;
