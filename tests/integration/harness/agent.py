@@ -111,7 +111,7 @@ class Agent:
             "SNMP_PERSISTENT_DIR": str(self.folder / "persistent"),
             "SNMPCONFPATH": str(self.configuration_path.parent),
             "ZAN_MONOTONIC_OFFSET": str(self.alarm_clock.path),
-            "LD_PRELOAD": ":".join([*preload, str(AlarmClock.library(self.folder.parent))]),
+            "LD_PRELOAD": ":".join([*preload, str(AlarmClock.shared_object(self.folder.parent))]),
             **(sanitizer.options(self.folder) if SANITIZED else {}),
             **dict(pair.split("=", 1) for pair in shlex.split(os.environ.get("ZAN_AGENT_ENV", ""))),
             **self.environment,

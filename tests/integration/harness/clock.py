@@ -78,7 +78,7 @@ class AlarmClock:
         self._offset = 0
 
     @classmethod
-    def library(cls, folder: Path) -> Path:
+    def shared_object(cls, folder: Path) -> Path:
         """The library to preload, compiled once per run unless one is given for the agent's architecture."""
         if cls._library is None:
             given = os.environ.get("ZAN_CLOCK_SHIM")
