@@ -4,11 +4,11 @@ import html
 import json
 import re
 import subprocess
-from typing import Any, Dict, Iterator, List, Tuple
+from typing import Any, Dict, Iterator, List, Sequence, Tuple
 
 import pytest
 
-from harness import SOCKET_PATH, Agent, deadline
+from harness import SOCKET_PATH, TIME_SCALE, Agent, deadline
 from monitoring_support import MONITORING, Preview, Router, uptime_passes, until
 
 DASHBOARD = json.loads((MONITORING / "grafana" / "zansnmpext-router.json").read_text(encoding="utf-8"))
@@ -17,6 +17,12 @@ LIST_PAGE = "consoles/zan-routers.html"
 
 #: The router's uptime goes on so many times faster than the test's, and the caches expire so much sooner.
 SPEED = 10
+
+
+def visible(page: str) -> str:
+    """What a reader sees of a page without the graphs, a blank between two parts."""
+    body = re.sub(r"<(script|style).*?</\1>|<!--.*?-->", " ", page.partition("<body>")[2], flags=re.S)
+    return " ".join(html.unescape(re.sub(r"<[^>]*>", " ", body)).split())
 
 
 class Stack:
@@ -32,6 +38,25 @@ class Stack:
         """The router's page, as Prometheus makes it."""
         return self.preview.page(ROUTER_PAGE + self.preview.instance)
 
+    def wait_for_page(self, *parts: str) -> None:
+        """Return when the router's page has all of these at once, in what is to be seen or as markup."""
+        self.wait_for_parts(ROUTER_PAGE + self.preview.instance, parts)
+
+    def wait_for_parts(self, path: str, parts: Sequence[str]) -> str:
+        """The same of any page; the page as it is then."""
+        missing: List[str] = []
+
+        def complete() -> str:
+            page = self.preview.page(path)
+            text = visible(page)
+            missing[:] = [part for part in parts if part not in page and part not in text]
+            return "" if missing else page
+
+        try:
+            return until(complete, "a page with all that is wanted")
+        except AssertionError as error:
+            raise AssertionError(f"{missing} on {path}") from error
+
     def wait_for_data(self) -> None:
         """Return when the router's values are those of an ordinary day."""
         until(lambda: self.preview.query('zan:api_queries_answered:count == 9')
@@ -45,7 +70,7 @@ def stack_fixture(tmp_path_factory, clock, _traps) -> Iterator[Stack]:
     agent = Agent(folder / "agent", trap_port=_traps.port).start()
     try:
         with uptime_passes(clock, SPEED):
-            preview = Preview(folder, agent.port, "--interval", "0.5", "--alert-after", "1")
+            preview = Preview(folder, agent.port, "--interval", str(0.5 * TIME_SCALE), "--alert-after", "1")
             stack = Stack(router, agent, preview)
             until(lambda: preview.query("zan:router:info"), "the first rules")
             yield stack
@@ -69,11 +94,10 @@ def ordinary(stack: Stack) -> Iterator[None]:
 # --- scrape and rules ---------------------------------------------------------------------------------------
 
 def test_the_router_is_known(stack):
-    (info,) = stack.preview.query("zan:router:info")
+    (info,) = until(lambda: stack.preview.query("zan:router:info"), "the router's identity")
     assert info["metric"] == {
         "__name__": "zan:router:info", "job": "zansnmpext", "instance": stack.preview.instance,
         "model": "ZR-4200-LTE", "serial": "ZR42-0017-3391", "firmware": "5.12.3"}
-    assert [each["value"][1] for each in stack.preview.query('up{job="zansnmpext"}')] == ["1"]
 
 
 def test_every_rule_can_be_evaluated(stack):
@@ -95,17 +119,16 @@ def test_counters_count(stack):
 # --- alerts -------------------------------------------------------------------------------------------------
 
 def test_a_signal_that_drops_is_an_alert_until_it_recovers(stack):
-    assert stack.preview.firing() == {}
+    until(lambda: stack.preview.firing() == {}, "a router without alerts")
     stack.router.set("stats/ppp/rssiDbm=-113")
     summary = f"Weak cellular signal at {stack.preview.instance}: -113 dBm"
     until(lambda: stack.preview.firing() == {"ZanSignalWeak": summary}, "the alert")
     until(lambda: f"ALERT  {summary}\n" in stack.preview.output(), "its line")
-    page = stack.page
-    assert '<li class="warning"><b>ZanSignalWeak</b>' in page and "-113&nbsp;dBm" in page
+    stack.wait_for_page('<li class="warning"><b>ZanSignalWeak</b>', "-113&nbsp;dBm")
     stack.router.set("stats/ppp/rssiDbm=-67")
     until(lambda: stack.preview.firing() == {}, "the end of the alert")
     until(lambda: f"over   {summary}\n" in stack.preview.output(), "its line")
-    assert "No alerts." in stack.page and "-67&nbsp;dBm" in stack.page
+    stack.wait_for_page("No alerts.", "-67&nbsp;dBm")
 
 
 @pytest.mark.parametrize("alert, assignments", [
@@ -120,15 +143,13 @@ def test_a_signal_that_drops_is_an_alert_until_it_recovers(stack):
 ])
 def test_what_goes_wrong_is_an_alert_and_the_only_one(alert, assignments, stack):
     stack.router.set(*assignments)
-    until(lambda: alert in stack.preview.firing(), alert)
-    assert list(stack.preview.firing()) == [alert]
+    until(lambda: list(stack.preview.firing()) == [alert], f"{alert} alone")
 
 
 def test_an_agent_that_is_gone_is_an_unreachable_router(stack):
     stack.agent.stop()
     until(lambda: list(stack.preview.firing()) == ["ZanRouterUnreachable"], "the alert")
-    page = stack.page
-    assert "does not answer" in page and f">{stack.preview.instance}</h1>" in page
+    stack.wait_for_page("does not answer", f">{stack.preview.instance}</h1>")
 
 
 # --- dashboard ----------------------------------------------------------------------------------------------
@@ -182,35 +203,27 @@ def test_no_panel_of_the_dashboard_hides_another():
 
 # --- pages --------------------------------------------------------------------------------------------------
 
-def visible(page: str) -> str:
-    """What a reader sees of a page without the graphs, a blank between two parts."""
-    body = re.sub(r"<(script|style).*?</\1>|<!--.*?-->", " ", page.partition("<body>")[2], flags=re.S)
-    return " ".join(html.unescape(re.sub(r"<[^>]*>", " ", body)).split())
-
-
 def test_the_page_shows_the_router(stack):
-    text = visible(stack.page)
-    for wanted in (
-            "ZR-4200-LTE ZR42-0017-3391 answers", "firmware 5.12.3, up for ", "No alerts.",
-            "Cellular signal -67 dBm", "WAN Cellular priority 1 Cellular priority 2 WiFi",
-            "state Connected", "address 203.0.113.77", "DNS servers 198.51.100.53, 198.51.100.54",
-            "APN iot.example.net", "network Example Mobile, LTE", "roaming no", "tower 001-01-0A3F-01C2",
-            "keep-alive check on , probe.example.net", "IMEI or MEID 004999010640000", "role WAN",
-            "network Depot-North", "client's signal -58 dBm", "access point's security unknown",
-            "mask 255.255.255.0", "gre-depot GRE off", "headquarters IPsec on", "maintenance OpenVPN on",
-            "DHCP server on", "192.168.1.100 00:00:5e:00:53:a1 ", "mail (SMTP) off idle",
-            "time (SNTP) on synchronised", "remote syslog on 192.168.1.20, from INFO",
-            "serial to IP on CLIENT, TCP 4001", "SSH ● ○ ●", "HTTPS ● ● ●", "DoS prevention on",
-            "input 2, forward 1, output 1", "static routes depot-lan, scada"):
-        assert wanted in text
-    assert re.search(r"received [\d.]+ MB [\d.]+ MB 14\.\d+ GB", text)
+    stack.wait_for_page(
+        "ZR-4200-LTE ZR42-0017-3391 answers", "firmware 5.12.3, up for ", "No alerts.",
+        "Cellular signal -67 dBm", "WAN Cellular priority 1 Cellular priority 2 WiFi",
+        "state Connected", "address 203.0.113.77", "DNS servers 198.51.100.53, 198.51.100.54",
+        "APN iot.example.net", "network Example Mobile, LTE", "roaming no", "tower 001-01-0A3F-01C2",
+        "keep-alive check on , probe.example.net", "IMEI or MEID 004999010640000", "role WAN",
+        "network Depot-North", "client's signal -58 dBm", "access point's security unknown",
+        "mask 255.255.255.0", "gre-depot GRE off", "headquarters IPsec on", "maintenance OpenVPN on",
+        "DHCP server on", "192.168.1.100 00:00:5e:00:53:a1 ", "mail (SMTP) off idle",
+        "time (SNTP) on synchronised", "remote syslog on 192.168.1.20, from INFO",
+        "serial to IP on CLIENT, TCP 4001", "SSH ● ○ ●", "HTTPS ● ● ●", "DoS prevention on",
+        "input 2, forward 1, output 1", "static routes depot-lan, scada")
+    until(lambda: re.search(r"received [\d.]+ MB [\d.]+ MB 14\.\d+ GB", visible(stack.page)), "the traffic")
 
 
 def test_the_list_shows_the_router_and_leads_to_its_page(stack):
-    page = stack.preview.page(LIST_PAGE)
-    assert "ZR-4200-LTE ZR42-0017-3391 answers Cellular -67 dBm Example Mobile 2 of 5 3 " in visible(page)
+    page = stack.wait_for_parts(LIST_PAGE, [
+        "ZR-4200-LTE ZR42-0017-3391 answers Cellular -67 dBm Example Mobile 2 of 5 3 "])
     (link,) = re.findall(r'href="(zan-router\.html[^"]*)"', page)
-    assert "ZR-4200-LTE" in stack.preview.page("consoles/" + html.unescape(link))
+    stack.wait_for_parts("consoles/" + html.unescape(link), ["ZR-4200-LTE"])
     assert stack.preview.addresses["console"].endswith(
         f"consoles/zan-router.html?instance={stack.preview.instance}&range=900")
 
@@ -219,17 +232,16 @@ def test_every_graph_has_data(stack):
     graphs = [html.unescape(graph) for graph in re.findall(r"data-graph='([^']*)'", stack.page)]
     queries = [query for graph in graphs for query, _ in json.loads(graph)]
     assert len(queries) == 3
+    window = f"{5 * TIME_SCALE:.0f}s"
     for query in queries:
-        filled = query.replace("$instance", json.dumps(stack.preview.instance)).replace("$window", "5s")
+        filled = query.replace("$instance", json.dumps(stack.preview.instance)).replace("$window", window)
         until(lambda expression=filled: stack.preview.query(expression), filled)
 
 
 def test_the_page_says_what_it_does_not_know(stack):
     stack.router.set("fault=down")
-    until(lambda: "API down" in stack.page, "the failure")
-    text = visible(stack.page)
-    assert "Tunnels unknown" in text and "input unknown , forward unknown" in text
-    assert "none is" not in text and " 0 " not in text.partition("Access to")[2].partition("As of")[0]
+    stack.wait_for_page("API down", "Cellular signal none", "WAN unknown", "state unknown", "Tunnels unknown",
+                        "DHCP server unknown", "SSH ? ? ?", "input unknown , forward unknown")
 
 
 def test_the_page_of_a_router_that_nobody_asks_says_so(stack):
@@ -239,7 +251,7 @@ def test_the_page_of_a_router_that_nobody_asks_says_so(stack):
 
 def test_values_cannot_become_markup(stack):
     stack.router.set("system/productId=<script>alert(1)</script>")
-    until(lambda: "&lt;script&gt;alert(1)&lt;/script&gt;" in stack.page, "the new model")
+    stack.wait_for_page("&lt;script&gt;alert(1)&lt;/script&gt;")
     assert "<script>alert" not in stack.page
 
 
