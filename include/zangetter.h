@@ -1,5 +1,7 @@
 #pragma once
 
+#include "zanjsondb.h"
+
 #include <json/value.h>
 
 #include <cstdint>
@@ -40,12 +42,12 @@ template <class Value, class Read>
 Value provide(Accessor accessor, Value fallback, const Read& read) noexcept
 {
     try {
-        Json::Value result;
-        if (!accessor(result)) {
+        BorrowedResult result;
+        if (!accessor(result.value)) {
             // NOLINTNEXTLINE(cert-err*,misc-throw-by-value-catch-by-reference): the text itself is thrown.
             throw getDataFailed;
         }
-        return read(static_cast<const Json::Value&>(result));
+        return read(static_cast<const Json::Value&>(result.value));
     } catch (...) {
         return fallback;
     }

@@ -52,13 +52,45 @@ public:
     std::uint32_t fetchCount() const { return fetches; }
 
 private:
+    friend class BorrowedResult;
+
     bool isFresh(std::uint32_t now) const { return now - lastUpdate < lifetime; }
+    void giveCopy(Json::Value& out);
 
     std::string url;              ///< the full request URL
     std::uint32_t lifetime;       ///< seconds
     std::uint32_t lastUpdate = 0; ///< uptime at the last good fetch, in seconds; 0 if new or after a failure
     Json::Value cache;            ///< `result` of the last successful answer; null before the first
     std::uint32_t fetches = 0;    ///< successful fetches so far
+    Json::Value spare;            ///< a copy of `cache` to give away; null when there is none
+};
+
+/// A variable for the result of one query that gives it back when it goes out of scope.
+///
+/// Every GET of a scalar wants the whole `result` of its query for a moment, to read one member of it. Copying it
+/// costs more than all else that the module does in a warm GET, the reading of the clock left out, and with many
+/// leases far more than that too. So what `get` has copied into `value` returns to its query, unless that has
+/// made a new fetch meanwhile, and the next `get` hands the same copy out again.
+///
+/// A local variable only: the innermost one is the one that borrows. Whoever borrows may not change `value`.
+class BorrowedResult {
+public:
+    BorrowedResult() noexcept;
+    ~BorrowedResult();
+
+    BorrowedResult(const BorrowedResult&) = delete;
+    BorrowedResult& operator=(const BorrowedResult&) = delete;
+
+    Json::Value value; ///< null at first; for `get` to fill
+
+private:
+    friend class ZanCachedData;
+
+    static BorrowedResult* innermost; ///< of those alive; null without one. Not owned
+
+    BorrowedResult* outer;           ///< the innermost one before; not owned
+    ZanCachedData* lender = nullptr; ///< whose `get` has filled `value`; null after none. Not owned
+    std::uint32_t fetch = 0;         ///< the lender's fetch that `value` is a copy of
 };
 
 /// libcurl's write function (a curl_write_callback): appends `size * count` bytes to the response buffer.

@@ -136,25 +136,48 @@ bool ZanCachedData::get(Json::Value& out)
 {
     const std::uint32_t now = uptimeSeconds();
     if (isFresh(now)) {
-        out = cache;
+        giveCopy(out);
         return true;
     }
+    spare = Json::Value(); // dropped before its successor is made
     std::optional<Json::Value> result = request(url);
     if (!result) {
         lastUpdate = 0;
         out = cache;
         return false;
     }
-    out = *result;
+    spare = *result;
     lastUpdate = now;
     cache = std::move(*result);
     ++fetches;
+    giveCopy(out);
     return true;
 }
 
 bool ZanCachedData::isCached() const
 {
     return isFresh(uptimeSeconds());
+}
+
+void ZanCachedData::giveCopy(Json::Value& out)
+{
+    out = spare.isNull() ? cache : std::exchange(spare, Json::Value());
+    if (BorrowedResult* borrower = BorrowedResult::innermost; borrower && &borrower->value == &out) {
+        borrower->lender = this;
+        borrower->fetch = fetches;
+    }
+}
+
+BorrowedResult* BorrowedResult::innermost = nullptr;
+
+BorrowedResult::BorrowedResult() noexcept : outer(std::exchange(innermost, this)) {}
+
+BorrowedResult::~BorrowedResult()
+{
+    innermost = outer;
+    if (lender != nullptr && lender->fetches == fetch) {
+        lender->spare = std::move(value);
+    }
 }
 
 } // namespace zansnmp

@@ -238,7 +238,7 @@ TEST_F(ScalarsTest, TextThatTheVariableHasNoMemoryForIsUnknown)
 
 TEST_F(ScalarsTest, NoShortageOfMemoryEndsAHandler)
 {
-    for (const ScalarUnderTest& scalar : allScalars()) { // the first GET of each query fetches, the rest copy
+    for (const ScalarUnderTest& scalar : allScalars()) { // the first GET of each query fetches
         Netsnmp_Node_Handler* const handler = handlerOf(scalar.name);
         bool happened = true;
         for (long nth = 1; happened; ++nth) {

@@ -13,6 +13,7 @@
 using namespace zantest;
 using zansnmp::apiUrl;
 using zansnmp::appendResponse;
+using zansnmp::BorrowedResult;
 using zansnmp::ZanCachedData;
 
 namespace {
@@ -553,6 +554,209 @@ TEST_F(ZanCachedDataTest, WarmGetCopiesTheResultOnceAndNothingElse)
     Json::Value empty;
     EXPECT_TRUE(query.get(empty));
     EXPECT_EQ(allocationsMade() - before, 2 * oneCopy);
+}
+
+// Results that are borrowed and go back.
+
+/// Where the text of a result {"text": ...} is in memory: the same place means that nothing was copied.
+const char* placeOf(const Json::Value& result)
+{
+    const char* begin = nullptr;
+    const char* end = nullptr;
+    EXPECT_TRUE(result["text"].getString(&begin, &end));
+    return begin;
+}
+
+TEST_F(ZanCachedDataTest, NextBorrowerGetsTheCopyOfTheOneBefore)
+{
+    fetched(R"({"text": "a"})");
+    const char* place = nullptr;
+    {
+        BorrowedResult result;
+        EXPECT_TRUE(query.get(result.value));
+        place = placeOf(result.value);
+    }
+    for (int i = 0; i < 3; ++i) {
+        const long before = allocationsMade();
+        BorrowedResult result;
+        EXPECT_TRUE(query.get(result.value));
+        EXPECT_EQ(allocationsMade(), before);
+        EXPECT_EQ(placeOf(result.value), place);
+        EXPECT_EQ(result.value["text"], "a");
+    }
+    EXPECT_EQ(api().takeRequests().size(), 0U);
+}
+
+TEST_F(ZanCachedDataTest, CopyMadeForAFetchGoesBackToo)
+{
+    replyBody(envelope(R"({"text": "a"})"));
+    const char* place = nullptr;
+    {
+        BorrowedResult result;
+        EXPECT_TRUE(query.get(result.value));
+        place = placeOf(result.value);
+    }
+    BorrowedResult result;
+    EXPECT_TRUE(query.get(result.value));
+    EXPECT_EQ(placeOf(result.value), place);
+}
+
+TEST_F(ZanCachedDataTest, BorrowerThatAnExceptionEndsGivesBackToo)
+{
+    fetched(R"({"text": "a"})");
+    const char* place = nullptr;
+    try {
+        BorrowedResult result;
+        EXPECT_TRUE(query.get(result.value));
+        place = placeOf(result.value);
+        throw 1;
+    } catch (int) {
+    }
+    BorrowedResult result;
+    EXPECT_TRUE(query.get(result.value));
+    EXPECT_EQ(placeOf(result.value), place);
+}
+
+TEST_F(ZanCachedDataTest, NewFetchIsWhatTheNextBorrowerGets)
+{
+    fetched(R"({"text": "old"})");
+    {
+        BorrowedResult result;
+        EXPECT_TRUE(query.get(result.value));
+    }
+    passSeconds(5);
+    replyBody(envelope(R"({"text": "new"})"));
+    for (int i = 0; i < 2; ++i) {
+        BorrowedResult result;
+        EXPECT_TRUE(query.get(result.value));
+        EXPECT_EQ(result.value["text"], "new");
+    }
+}
+
+TEST_F(ZanCachedDataTest, CopyOfAnOlderFetchDoesNotGoBack)
+{
+    fetched(R"({"text": "old"})");
+    {
+        BorrowedResult result;
+        EXPECT_TRUE(query.get(result.value));
+        passSeconds(5);
+        fetched(R"({"text": "new"})");
+        EXPECT_EQ(result.value["text"], "old");
+    }
+    BorrowedResult result;
+    EXPECT_TRUE(query.get(result.value));
+    EXPECT_EQ(result.value["text"], "new");
+}
+
+TEST_F(ZanCachedDataTest, TwoBorrowersAtOnceHaveACopyEach)
+{
+    fetched(R"({"text": "a"})");
+    for (int i = 0; i < 2; ++i) {
+        BorrowedResult outer;
+        EXPECT_TRUE(query.get(outer.value));
+        const BorrowedResult nothing;
+        BorrowedResult inner;
+        EXPECT_TRUE(query.get(inner.value));
+        EXPECT_NE(placeOf(outer.value), placeOf(inner.value));
+        EXPECT_EQ(outer.value, inner.value);
+    }
+}
+
+TEST_F(ZanCachedDataTest, BorrowersOfTwoQueriesGiveEachItsOwn)
+{
+    fetched(R"({"text": "a"})");
+    ZanCachedData other(apiUrl("/api?fields=dhcp"), 5);
+    replyBody(envelope(R"({"text": "b"})"));
+    for (int i = 0; i < 3; ++i) {
+        BorrowedResult outer;
+        EXPECT_TRUE(query.get(outer.value));
+        {
+            BorrowedResult inner;
+            EXPECT_TRUE(other.get(inner.value));
+            EXPECT_EQ(inner.value["text"], "b");
+        }
+        EXPECT_EQ(outer.value["text"], "a");
+    }
+}
+
+TEST_F(ZanCachedDataTest, VariableBesideABorrowerIsItsOwnersToChange)
+{
+    fetched(R"({"text": "a"})");
+    {
+        const BorrowedResult unused;
+        EXPECT_TRUE(query.get(out));
+        out["text"] = "changed";
+    }
+    for (int i = 0; i < 2; ++i) {
+        BorrowedResult result;
+        EXPECT_TRUE(query.get(result.value));
+        EXPECT_EQ(result.value["text"], "a");
+    }
+}
+
+TEST_F(ZanCachedDataTest, VariableOfItsOwnersMayTakeWhatWasGivenBack)
+{
+    fetched(R"({"text": "a"})");
+    {
+        BorrowedResult result;
+        EXPECT_TRUE(query.get(result.value));
+    }
+    EXPECT_TRUE(query.get(out));
+    out["text"] = "changed";
+    EXPECT_TRUE(query.get(out));
+    EXPECT_EQ(out["text"], "a");
+}
+
+TEST_F(ZanCachedDataTest, BorrowerOfAFailedGetHasTheLastGoodResult)
+{
+    fetched(R"({"text": "good"})");
+    {
+        BorrowedResult result;
+        EXPECT_TRUE(query.get(result.value));
+    }
+    passSeconds(5);
+    apiDown();
+    for (int i = 0; i < 2; ++i) {
+        BorrowedResult result;
+        EXPECT_FALSE(query.get(result.value));
+        EXPECT_EQ(result.value["text"], "good");
+    }
+}
+
+TEST_F(ZanCachedDataTest, NullIsBorrowedAsAnyOtherResult)
+{
+    fetched("null");
+    for (int i = 0; i < 2; ++i) {
+        BorrowedResult result;
+        EXPECT_TRUE(query.get(result.value));
+        EXPECT_TRUE(result.value.isNull());
+    }
+    passSeconds(5);
+    fetched("7");
+    BorrowedResult result;
+    EXPECT_TRUE(query.get(result.value));
+    EXPECT_EQ(result.value, Json::Value(7));
+}
+
+TEST_F(ZanCachedDataTest, BorrowerThatMemoryIsTooShortForLeavesTheCacheAsItWas)
+{
+    fetched(R"({"text": "a"})");
+    bool happened = true;
+    for (long nth = 1; happened; ++nth) {
+        {
+            const FailingAllocation shortage(nth);
+            BorrowedResult result;
+            try {
+                EXPECT_TRUE(query.get(result.value));
+            } catch (const std::bad_alloc&) {
+                EXPECT_TRUE(result.value.isNull());
+            }
+            happened = shortage.happened();
+        }
+        Json::Value copy;
+        EXPECT_TRUE(query.get(copy)) << "after failing allocation " << nth;
+        EXPECT_EQ(copy, json(R"({"text": "a"})"));
+    }
 }
 
 // Failures and the cache.

@@ -2,6 +2,7 @@
 
 #include "zanradio.h"
 
+#include "support/allocations.h"
 #include "support/grouptest.h"
 
 #include <json/json.h>
@@ -46,6 +47,16 @@ TEST_F(RadioTest, TwoGetsWithinTheLifetimeMakeOneRequest)
     zanRadioIMSI();
     zanRadioIMSI();
     EXPECT_EQ(api().takePaths(), std::vector<std::string>{path});
+}
+
+TEST_F(RadioTest, WarmGetCopiesNothing)
+{
+    freshResult(radio(everything));
+    EXPECT_EQ(zanRadioIMSI(), "262");
+    const long before = allocationsMade();
+    EXPECT_EQ(zanRadioIMSI(), "262"); // short enough to need no memory
+    EXPECT_EQ(zanRadioMDN(), "666");
+    EXPECT_EQ(allocationsMade(), before);
 }
 
 TEST_F(RadioTest, EachObjectReadsItsOwnField)
