@@ -1,10 +1,10 @@
 #!/usr/bin/python3
 """Measures the module beside what could be used instead, in one run; scripts/bench starts it.
 
-Everything runs in private namespaces: one agent carries the module and its rivals, a second one the plain
-build of the module. Each measurement of each contender takes a fraction of a second and is repeated in
-rounds, all contenders in turn, so that a disturbance of the machine hits them alike. What counts are ratios
-within a round.
+Everything runs in private namespaces: one agent carries the module and its rivals, a second one, otherwise
+alike, the plain build of the module. Each measurement of each contender takes a fraction of a second and is
+repeated in rounds, all contenders in turn, so that a disturbance of the machine hits them alike. What counts
+are ratios within a round, to the own objects of the same agent.
 """
 
 import argparse
@@ -29,17 +29,23 @@ SYS_NAME = "1.3.6.1.2.1.1.5.0"
 #: The objects that an overview of a router would ask for, below the module's root or a rival's base.
 SCALARS = [f"3.{number}.0" for number in range(1, 11)] + ["8.2.0"]
 LEASES_ENTRY = "11.1.2.1"
+SCALAR_OF_LEASES = "11.1.1.0"  # whose query's answer holds all leases
 LEASES_COLUMNS = 4
 SIZES = (10, 100, 1000)
 
+ALL_PROCESSORS = os.sched_getaffinity(0)
+
 LIMIT, MODULE, PLAIN = "agent's own", "module", "plain build"
+PLAIN_LIMIT = "agent's own, beside the plain build"
 PYTHON, PERL, AGENTX = "pass_persist, Python", "pass_persist, Perl", "AgentX, C"
-CONTENDERS = [LIMIT, MODULE, PLAIN, PYTHON, PERL, AGENTX]
+CONTENDERS = [LIMIT, MODULE, PLAIN_LIMIT, PLAIN, PYTHON, PERL, AGENTX]
+RIVALS = [PYTHON, PERL, AGENTX]
 SCRIPTS = {PYTHON: ["/usr/bin/python3", str(HERE / "peers" / "pass_persist.py")],
            PERL: ["/usr/bin/perl", str(HERE / "peers" / "pass_persist.pl")]}
 
 #: Where the objects of each lie, below the enterprise number's arc 14.
-ARCS = {LIMIT: "90.1", MODULE: "1.1", PLAIN: "1.1", PYTHON: "91.1", PERL: "92.1", AGENTX: "93.1"}
+ARCS = {LIMIT: "90.1", PLAIN_LIMIT: "90.1", MODULE: "1.1", PLAIN: "1.1",
+        PYTHON: "91.1", PERL: "92.1", AGENTX: "93.1"}
 
 
 @dataclass(frozen=True)
@@ -173,25 +179,32 @@ class Stage:
         return agent
 
     def start_contenders(self) -> None:
-        """Start the agent with the module and its rivals, and the one with the plain build."""
+        """Start the agent with the module and its rivals, and the same once more with the plain build."""
+        subagent = self.start_agent_with_rivals(MODULE, 1161, self.settings.build / "zansnmpext.so")
+        scripts = {rival: pids_running(command[-1]) for rival, command in SCRIPTS.items()}
+        self.start_agent_with_rivals(PLAIN, 1162, Path(self.settings.program("zansnmpext-plain.so")))
+        self.helpers = {AGENTX: [subagent], **scripts}
+
+    def start_agent_with_rivals(self, contender: str, port: int, module: Path) -> int:
+        """Start an agent with this module beside the limit and all rivals; the subagent's process id.
+
+        All of them, even where the rivals are not measured: an agent that has more to look after answers more
+        slowly, whatever it is asked for.
+        """
         settings = self.settings
-        agentx = settings.folder / "agentx"
-        lines = [f"dlmod zansnmpext {settings.build / 'zansnmpext.so'}",
-                 f"dlmod zanlimit {settings.program('zanlimit.so')}",
+        agentx = settings.folder / f"agentx-{port}"
+        lines = [f"dlmod zansnmpext {module}", f"dlmod zanlimit {settings.program('zanlimit.so')}",
                  "master agentx", f"agentXSocket {agentx}", "agentXTimeout 10"]
         for rival, command in SCRIPTS.items():
             base = "." + settings.base(rival)
             lines.append(f"pass_persist {base} {' '.join(command)} {API_SOCKET} {base} {self.lifetime}")
-        self.start_agent(MODULE, 1161, lines)
-        self.start_agent(PLAIN, 1162, [f"dlmod zansnmpext {settings.program('zansnmpext-plain.so')}"])
+        self.start_agent(contender, port, lines)
         subagent = self.start([settings.program("zan-bench-agentx"), str(agentx), API_SOCKET,
                                "." + settings.base(AGENTX), str(self.lifetime)])
-        for contender in CONTENDERS:
-            oid = f"{LEASES_ENTRY}.1.1" if contender == LIMIT else SCALARS[0]
-            wait_for(lambda: self.answers(self.agent(contender).port, f"{settings.base(contender)}.{oid}"),
-                     contender)
-        self.helpers = {AGENTX: [subagent],
-                        **{rival: pids_running(command[-1]) for rival, command in SCRIPTS.items()}}
+        for name in (LIMIT, contender, *RIVALS):
+            oid = f"{LEASES_ENTRY}.1.1" if name == LIMIT else SCALARS[0]
+            wait_for(lambda: self.answers(port, f"{settings.base(name)}.{oid}"), name)
+        return subagent
 
     def answers(self, port: int, oid: str) -> bool:
         """Whether this object has a value."""
@@ -201,7 +214,7 @@ class Stage:
 
     def agent(self, contender: str) -> Agent:
         """The agent that has this contender in it."""
-        return self.agents[PLAIN if contender == PLAIN else MODULE]
+        return self.agents[PLAIN if contender in (PLAIN, PLAIN_LIMIT) else MODULE]
 
     def load(self, contender: str, arguments: Sequence[str]) -> Dict[str, Any]:
         """One measurement: what the load client says, and the processor time of all who worked for it."""
@@ -216,6 +229,14 @@ class Stage:
         result["processorSeconds"] = sum(map(processor_seconds, pids)) - before
         return result
 
+    def share_one_processor(self, share: bool) -> None:
+        """Let everybody, the load client included, run on one processor, or on all of them again."""
+        processors = {max(ALL_PROCESSORS)} if share else ALL_PROCESSORS
+        for pid in (os.getpid(), *(process.pid for process in self.processes),
+                    *(agent.process.pid for agent in self.agents.values()),
+                    *(pid for helpers in self.helpers.values() for pid in helpers)):
+            os.sched_setaffinity(pid, processors)
+
 
 @dataclass
 class Measure:
@@ -224,11 +245,12 @@ class Measure:
     arguments: List[str]
     oids: List[str]  # below the contender's base
     limit: Optional[List[str]] = None  # whole OIDs of the agent's own; none: the same below the limit's base
+    one_processor: bool = False  # shared by the agent, its helpers, the API and the load client
     results: Dict[str, List[Dict[str, Any]]] = field(default_factory=dict)  # by contender, one a round
 
     def run(self, stage: Stage, contender: str, extra: Sequence[str]) -> None:
         """Measure one contender once."""
-        if contender == LIMIT and self.limit is not None:
+        if contender in (LIMIT, PLAIN_LIMIT) and self.limit is not None:
             oids = self.limit
         else:
             oids = [f"{stage.settings.base(contender)}.{oid}" for oid in self.oids]
@@ -236,10 +258,11 @@ class Measure:
         self.results.setdefault(contender, []).append(result)
 
 
-def walk(rows: int, bulk: int = 0) -> Measure:
+def walk(rows: int, bulk: int = 0, one_processor: bool = False) -> Measure:
     """A walk of the leases, by GETNEXT unless there is a number of repetitions for GETBULK."""
     arguments = ["--rows", str(rows), "--columns", str(LEASES_COLUMNS)]
-    return Measure([*arguments, "--bulk", str(bulk)] if bulk else arguments, [LEASES_ENTRY])
+    return Measure([*arguments, "--bulk", str(bulk)] if bulk else arguments, [LEASES_ENTRY],
+                   one_processor=one_processor)
 
 
 class Run:
@@ -252,8 +275,11 @@ class Run:
             "scalar": Measure(["--each"], SCALARS, [SYS_NAME]),
             "scalar, 8 outstanding": Measure(["--each", "--outstanding", "8"], SCALARS, [SYS_NAME]),
             "11 scalars": Measure([], SCALARS, [SYS_NAME] * len(SCALARS)),
+            "scalar, one processor": Measure(["--each"], SCALARS, [SYS_NAME], one_processor=True),
+            "11 scalars, one processor": Measure([], SCALARS, [SYS_NAME] * len(SCALARS), one_processor=True),
         }
-        self.walks = {rows: {f"GETNEXT, {rows} rows": walk(rows), f"GETBULK, {rows} rows": walk(rows, 25)}
+        self.walks = {rows: {f"GETNEXT, {rows} rows": walk(rows), f"GETBULK, {rows} rows": walk(rows, 25),
+                             f"GETNEXT, {rows} rows, one processor": walk(rows, one_processor=True)}
                       for rows in SIZES}
         self.repetitions = {f"{bulk} of 100 rows": walk(100, bulk) for bulk in (0, 10, 25, 50)}
         self.cold = {"cold scalar": Measure(["--each"], SCALARS, [SYS_NAME])}
@@ -283,8 +309,10 @@ class Run:
             # A slow walk does not come to its end in the time, so each round goes on elsewhere in the table.
             extra = ["--seconds", str(self.plan.seconds), "--from", str(number / self.plan.rounds)]
             for measure in measures.values():
+                stage.share_one_processor(measure.one_processor)
                 for contender in contenders:
                     measure.run(stage, contender, extra)
+        stage.share_one_processor(False)
 
     def rivals_memory(self, stage: Stage) -> None:
         """What the rivals' own processes take; the agent's share is left out."""
@@ -293,17 +321,18 @@ class Run:
             self.memory[rival] = {name: sum(size[name] for size in sizes) for name in ("all", "own")}
 
     def module_memory(self) -> None:
-        """What the module adds to an agent that has served all of 1000 rows over more than one fetch."""
+        """What module and plain build add to an agent that has served 1000 rows over more than one fetch."""
         progress("memory")
         with Stage(self.settings, SIZES[-1]) as stage:
             bare = resident(stage.start_agent(LIMIT, 1163, []).process.pid)
-            module = self.settings.build / "zansnmpext.so"
-            agent = stage.start_agent(MODULE, 1161, [f"dlmod zansnmpext {module}"])
-            Measure(["--each"], SCALARS).run(stage, MODULE, ["--seconds", "0.1"])
-            walk(SIZES[-1]).run(stage, MODULE, ["--seconds", "1"])
-            walk(SIZES[-1], 25).run(stage, MODULE, ["--seconds", "6"])
-            loaded = resident(agent.process.pid)
-        self.memory[MODULE] = {name: loaded[name] - bare[name] for name in bare}
+            for contender, port, module in ((MODULE, 1161, self.settings.build / "zansnmpext.so"),
+                                            (PLAIN, 1162, self.settings.program("zansnmpext-plain.so"))):
+                agent = stage.start_agent(contender, port, [f"dlmod zansnmpext {module}"])
+                walk(SIZES[-1]).run(stage, contender, ["--seconds", "1"])
+                walk(SIZES[-1], 25).run(stage, contender, ["--seconds", "6"])
+                Measure(["--each"], [*SCALARS, SCALAR_OF_LEASES]).run(stage, contender, ["--seconds", "0.1"])
+                loaded = resident(agent.process.pid)
+                self.memory[contender] = {name: loaded[name] - bare[name] for name in bare}
 
     def cold_requests(self) -> None:
         """Requests that each find every cache expired.
