@@ -13,8 +13,8 @@ bool copyingGet(zansnmp::ZanCachedData* query,
                 Json::Value& out) asm("__wrap__ZN7zansnmp13ZanCachedData3getERN4Json5ValueE");
 bool isNeverCached(const zansnmp::ZanCachedData* query) asm("__wrap__ZNK7zansnmp13ZanCachedData8isCachedEv");
 
-/// Each result is copied out of the cache, as nobody borrows this variable, and then once more, as by a caller
-/// who copies the member that it wants instead of referring to it or moving it.
+/// Each result is copied out of the cache, as nobody borrows this variable, and then once more, as by a
+/// caller who copies the member that it wants instead of referring to it or moving it.
 bool copyingGet(zansnmp::ZanCachedData* query, Json::Value& out)
 {
     Json::Value result;

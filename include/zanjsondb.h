@@ -67,10 +67,10 @@ private:
 
 /// A variable for the result of one query that gives it back when it goes out of scope.
 ///
-/// Every GET of a scalar wants the whole `result` of its query for a moment, to read one member of it. Copying it
-/// costs more than all else that the module does in a warm GET, the reading of the clock left out, and with many
-/// leases far more than that too. So what `get` has copied into `value` returns to its query, unless that has
-/// made a new fetch meanwhile, and the next `get` hands the same copy out again.
+/// Every GET of a scalar wants the whole `result` of its query for a moment, to read one member of it.
+/// Copying it costs more than all else that the module does in a warm GET, the reading of the clock left out,
+/// and with many leases far more than that too. So what `get` has copied into `value` returns to its query,
+/// unless that has made a new fetch meanwhile, and the next `get` hands the same copy out again.
 ///
 /// A local variable only: the innermost one is the one that borrows. Whoever borrows may not change `value`.
 class BorrowedResult {

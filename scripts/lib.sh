@@ -54,12 +54,22 @@ usage_error() {
     exit 2
 }
 
+# need_number OPTION [VALUE]: an option's value has to be a number above 0.
+need_number() {
+    [[ ${2:-} =~ ^[1-9][0-9]*$ ]] || usage_error "$1 needs a number above 0"
+}
+
+# need_value OPTION WHAT [VALUE]: an option's value has to be there.
+need_value() {
+    [[ -n ${3:-} ]] || usage_error "$1 needs $2"
+}
+
 # common_option "$@": takes a common option off the front of the arguments; sets TAKEN to how many, 0 for none.
 common_option() {
     TAKEN=1
     case $1 in
         --build-dir)
-            [[ -n ${2:-} ]] || usage_error "--build-dir needs a folder"
+            need_value "$1" "a folder" "${2:-}"
             BUILD_DIR=$(realpath -m -- "$2")
             TAKEN=2
             ;;
