@@ -43,11 +43,11 @@ Value provide(Accessor accessor, Value fallback, const Read& read) noexcept
 {
     try {
         BorrowedResult result;
-        if (!accessor(result.value)) {
+        if (!accessor(result.value())) {
             // NOLINTNEXTLINE(cert-err*,misc-throw-by-value-catch-by-reference): the text itself is thrown.
             throw getDataFailed;
         }
-        return read(static_cast<const Json::Value&>(result.value));
+        return read(static_cast<const Json::Value&>(result.value()));
     } catch (...) {
         return fallback;
     }

@@ -69,10 +69,11 @@ private:
 ///
 /// Every GET of a scalar wants the whole `result` of its query for a moment, to read one member of it.
 /// Copying it costs more than all else that the module does in a warm GET, the reading of the clock left out,
-/// and with many leases far more than that too. So what `get` has copied into `value` returns to its query,
+/// and with many leases far more than that too. So what `get` has copied into `value()` returns to its query,
 /// unless that has made a new fetch meanwhile, and the next `get` hands the same copy out again.
 ///
-/// A local variable only: the innermost one is the one that borrows. Whoever borrows may not change `value`.
+/// A local variable only: the innermost one is the one that borrows. Whoever borrows may not change
+/// `value()`.
 class BorrowedResult {
 public:
     BorrowedResult() noexcept;
@@ -81,16 +82,18 @@ public:
     BorrowedResult(const BorrowedResult&) = delete;
     BorrowedResult& operator=(const BorrowedResult&) = delete;
 
-    Json::Value value; ///< null at first; for `get` to fill
+    /// Null at first; for `get` to fill.
+    Json::Value& value() { return result; }
 
 private:
     friend class ZanCachedData;
 
     static BorrowedResult* innermost; ///< of those alive; null without one. Not owned
 
+    Json::Value result;              ///< what is borrowed
     BorrowedResult* outer;           ///< the innermost one before; not owned
-    ZanCachedData* lender = nullptr; ///< whose `get` has filled `value`; null after none. Not owned
-    std::uint32_t fetch = 0;         ///< the lender's fetch that `value` is a copy of
+    ZanCachedData* lender = nullptr; ///< whose `get` has filled `result`; null after none. Not owned
+    std::uint32_t fetch = 0;         ///< the lender's fetch that `result` is a copy of
 };
 
 /// libcurl's write function (a curl_write_callback): appends `size * count` bytes to the response buffer.

@@ -162,7 +162,8 @@ bool ZanCachedData::isCached() const
 void ZanCachedData::giveCopy(Json::Value& out)
 {
     out = spare.isNull() ? cache : std::exchange(spare, Json::Value());
-    if (BorrowedResult* borrower = BorrowedResult::innermost; borrower && &borrower->value == &out) {
+    BorrowedResult* borrower = BorrowedResult::innermost;
+    if (borrower != nullptr && &borrower->result == &out) {
         borrower->lender = this;
         borrower->fetch = fetches;
     }
@@ -176,7 +177,7 @@ BorrowedResult::~BorrowedResult()
 {
     innermost = outer;
     if (lender != nullptr && lender->fetches == fetch) {
-        lender->spare = std::move(value);
+        lender->spare = std::move(result);
     }
 }
 

@@ -573,16 +573,16 @@ TEST_F(ZanCachedDataTest, NextBorrowerGetsTheCopyOfTheOneBefore)
     const char* place = nullptr;
     {
         BorrowedResult result;
-        EXPECT_TRUE(query.get(result.value));
-        place = placeOf(result.value);
+        EXPECT_TRUE(query.get(result.value()));
+        place = placeOf(result.value());
     }
     for (int i = 0; i < 3; ++i) {
         const long before = allocationsMade();
         BorrowedResult result;
-        EXPECT_TRUE(query.get(result.value));
+        EXPECT_TRUE(query.get(result.value()));
         EXPECT_EQ(allocationsMade(), before);
-        EXPECT_EQ(placeOf(result.value), place);
-        EXPECT_EQ(result.value["text"], "a");
+        EXPECT_EQ(placeOf(result.value()), place);
+        EXPECT_EQ(result.value()["text"], "a");
     }
     EXPECT_EQ(api().takeRequests().size(), 0U);
 }
@@ -593,12 +593,12 @@ TEST_F(ZanCachedDataTest, CopyMadeForAFetchGoesBackToo)
     const char* place = nullptr;
     {
         BorrowedResult result;
-        EXPECT_TRUE(query.get(result.value));
-        place = placeOf(result.value);
+        EXPECT_TRUE(query.get(result.value()));
+        place = placeOf(result.value());
     }
     BorrowedResult result;
-    EXPECT_TRUE(query.get(result.value));
-    EXPECT_EQ(placeOf(result.value), place);
+    EXPECT_TRUE(query.get(result.value()));
+    EXPECT_EQ(placeOf(result.value()), place);
 }
 
 TEST_F(ZanCachedDataTest, BorrowerThatAnExceptionEndsGivesBackToo)
@@ -607,14 +607,14 @@ TEST_F(ZanCachedDataTest, BorrowerThatAnExceptionEndsGivesBackToo)
     const char* place = nullptr;
     try {
         BorrowedResult result;
-        EXPECT_TRUE(query.get(result.value));
-        place = placeOf(result.value);
+        EXPECT_TRUE(query.get(result.value()));
+        place = placeOf(result.value());
         throw 1;
     } catch (int) {
     }
     BorrowedResult result;
-    EXPECT_TRUE(query.get(result.value));
-    EXPECT_EQ(placeOf(result.value), place);
+    EXPECT_TRUE(query.get(result.value()));
+    EXPECT_EQ(placeOf(result.value()), place);
 }
 
 TEST_F(ZanCachedDataTest, NewFetchIsWhatTheNextBorrowerGets)
@@ -622,14 +622,14 @@ TEST_F(ZanCachedDataTest, NewFetchIsWhatTheNextBorrowerGets)
     fetched(R"({"text": "old"})");
     {
         BorrowedResult result;
-        EXPECT_TRUE(query.get(result.value));
+        EXPECT_TRUE(query.get(result.value()));
     }
     passSeconds(5);
     replyBody(envelope(R"({"text": "new"})"));
     for (int i = 0; i < 2; ++i) {
         BorrowedResult result;
-        EXPECT_TRUE(query.get(result.value));
-        EXPECT_EQ(result.value["text"], "new");
+        EXPECT_TRUE(query.get(result.value()));
+        EXPECT_EQ(result.value()["text"], "new");
     }
 }
 
@@ -638,14 +638,14 @@ TEST_F(ZanCachedDataTest, CopyOfAnOlderFetchDoesNotGoBack)
     fetched(R"({"text": "old"})");
     {
         BorrowedResult result;
-        EXPECT_TRUE(query.get(result.value));
+        EXPECT_TRUE(query.get(result.value()));
         passSeconds(5);
         fetched(R"({"text": "new"})");
-        EXPECT_EQ(result.value["text"], "old");
+        EXPECT_EQ(result.value()["text"], "old");
     }
     BorrowedResult result;
-    EXPECT_TRUE(query.get(result.value));
-    EXPECT_EQ(result.value["text"], "new");
+    EXPECT_TRUE(query.get(result.value()));
+    EXPECT_EQ(result.value()["text"], "new");
 }
 
 TEST_F(ZanCachedDataTest, TwoBorrowersAtOnceHaveACopyEach)
@@ -653,12 +653,12 @@ TEST_F(ZanCachedDataTest, TwoBorrowersAtOnceHaveACopyEach)
     fetched(R"({"text": "a"})");
     for (int i = 0; i < 2; ++i) {
         BorrowedResult outer;
-        EXPECT_TRUE(query.get(outer.value));
+        EXPECT_TRUE(query.get(outer.value()));
         const BorrowedResult nothing;
         BorrowedResult inner;
-        EXPECT_TRUE(query.get(inner.value));
-        EXPECT_NE(placeOf(outer.value), placeOf(inner.value));
-        EXPECT_EQ(outer.value, inner.value);
+        EXPECT_TRUE(query.get(inner.value()));
+        EXPECT_NE(placeOf(outer.value()), placeOf(inner.value()));
+        EXPECT_EQ(outer.value(), inner.value());
     }
 }
 
@@ -669,13 +669,13 @@ TEST_F(ZanCachedDataTest, BorrowersOfTwoQueriesGiveEachItsOwn)
     replyBody(envelope(R"({"text": "b"})"));
     for (int i = 0; i < 3; ++i) {
         BorrowedResult outer;
-        EXPECT_TRUE(query.get(outer.value));
+        EXPECT_TRUE(query.get(outer.value()));
         {
             BorrowedResult inner;
-            EXPECT_TRUE(other.get(inner.value));
-            EXPECT_EQ(inner.value["text"], "b");
+            EXPECT_TRUE(other.get(inner.value()));
+            EXPECT_EQ(inner.value()["text"], "b");
         }
-        EXPECT_EQ(outer.value["text"], "a");
+        EXPECT_EQ(outer.value()["text"], "a");
     }
 }
 
@@ -689,8 +689,8 @@ TEST_F(ZanCachedDataTest, VariableBesideABorrowerIsItsOwnersToChange)
     }
     for (int i = 0; i < 2; ++i) {
         BorrowedResult result;
-        EXPECT_TRUE(query.get(result.value));
-        EXPECT_EQ(result.value["text"], "a");
+        EXPECT_TRUE(query.get(result.value()));
+        EXPECT_EQ(result.value()["text"], "a");
     }
 }
 
@@ -699,7 +699,7 @@ TEST_F(ZanCachedDataTest, VariableOfItsOwnersMayTakeWhatWasGivenBack)
     fetched(R"({"text": "a"})");
     {
         BorrowedResult result;
-        EXPECT_TRUE(query.get(result.value));
+        EXPECT_TRUE(query.get(result.value()));
     }
     EXPECT_TRUE(query.get(out));
     out["text"] = "changed";
@@ -712,14 +712,14 @@ TEST_F(ZanCachedDataTest, BorrowerOfAFailedGetHasTheLastGoodResult)
     fetched(R"({"text": "good"})");
     {
         BorrowedResult result;
-        EXPECT_TRUE(query.get(result.value));
+        EXPECT_TRUE(query.get(result.value()));
     }
     passSeconds(5);
     apiDown();
     for (int i = 0; i < 2; ++i) {
         BorrowedResult result;
-        EXPECT_FALSE(query.get(result.value));
-        EXPECT_EQ(result.value["text"], "good");
+        EXPECT_FALSE(query.get(result.value()));
+        EXPECT_EQ(result.value()["text"], "good");
     }
 }
 
@@ -728,14 +728,14 @@ TEST_F(ZanCachedDataTest, NullIsBorrowedAsAnyOtherResult)
     fetched("null");
     for (int i = 0; i < 2; ++i) {
         BorrowedResult result;
-        EXPECT_TRUE(query.get(result.value));
-        EXPECT_TRUE(result.value.isNull());
+        EXPECT_TRUE(query.get(result.value()));
+        EXPECT_TRUE(result.value().isNull());
     }
     passSeconds(5);
     fetched("7");
     BorrowedResult result;
-    EXPECT_TRUE(query.get(result.value));
-    EXPECT_EQ(result.value, Json::Value(7));
+    EXPECT_TRUE(query.get(result.value()));
+    EXPECT_EQ(result.value(), Json::Value(7));
 }
 
 TEST_F(ZanCachedDataTest, BorrowerThatMemoryIsTooShortForLeavesTheCacheAsItWas)
@@ -747,9 +747,9 @@ TEST_F(ZanCachedDataTest, BorrowerThatMemoryIsTooShortForLeavesTheCacheAsItWas)
             const FailingAllocation shortage(nth);
             BorrowedResult result;
             try {
-                EXPECT_TRUE(query.get(result.value));
+                EXPECT_TRUE(query.get(result.value()));
             } catch (const std::bad_alloc&) {
-                EXPECT_TRUE(result.value.isNull());
+                EXPECT_TRUE(result.value().isNull());
             }
             happened = shortage.happened();
         }
