@@ -19,7 +19,7 @@ bool copyingGet(zansnmp::ZanCachedData* query, Json::Value& out)
 {
     Json::Value result;
     const bool valid = realGet(query, result);
-    // The copy is the point. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+    // The copy is the point.
     Json::Value copy = result;
     out = std::move(copy);
     return valid;
