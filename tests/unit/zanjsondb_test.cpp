@@ -567,15 +567,18 @@ const char* placeOf(const Json::Value& result)
     return begin;
 }
 
+/// Borrows the query's result once; where its text was meanwhile.
+const char* placeBorrowed(ZanCachedData& query)
+{
+    BorrowedResult result;
+    EXPECT_TRUE(query.get(result.value()));
+    return placeOf(result.value());
+}
+
 TEST_F(ZanCachedDataTest, NextBorrowerGetsTheCopyOfTheOneBefore)
 {
     fetched(R"({"text": "a"})");
-    const char* place = nullptr;
-    {
-        BorrowedResult result;
-        EXPECT_TRUE(query.get(result.value()));
-        place = placeOf(result.value());
-    }
+    const char* place = placeBorrowed(query);
     for (int i = 0; i < 3; ++i) {
         const long before = allocationsMade();
         BorrowedResult result;
@@ -590,15 +593,8 @@ TEST_F(ZanCachedDataTest, NextBorrowerGetsTheCopyOfTheOneBefore)
 TEST_F(ZanCachedDataTest, CopyMadeForAFetchGoesBackToo)
 {
     replyBody(envelope(R"({"text": "a"})"));
-    const char* place = nullptr;
-    {
-        BorrowedResult result;
-        EXPECT_TRUE(query.get(result.value()));
-        place = placeOf(result.value());
-    }
-    BorrowedResult result;
-    EXPECT_TRUE(query.get(result.value()));
-    EXPECT_EQ(placeOf(result.value()), place);
+    const char* place = placeBorrowed(query);
+    EXPECT_EQ(placeBorrowed(query), place);
 }
 
 TEST_F(ZanCachedDataTest, BorrowerThatAnExceptionEndsGivesBackToo)
@@ -612,18 +608,13 @@ TEST_F(ZanCachedDataTest, BorrowerThatAnExceptionEndsGivesBackToo)
         throw 1;
     } catch (int) {
     }
-    BorrowedResult result;
-    EXPECT_TRUE(query.get(result.value()));
-    EXPECT_EQ(placeOf(result.value()), place);
+    EXPECT_EQ(placeBorrowed(query), place);
 }
 
 TEST_F(ZanCachedDataTest, NewFetchIsWhatTheNextBorrowerGets)
 {
     fetched(R"({"text": "old"})");
-    {
-        BorrowedResult result;
-        EXPECT_TRUE(query.get(result.value()));
-    }
+    placeBorrowed(query);
     passSeconds(5);
     replyBody(envelope(R"({"text": "new"})"));
     for (int i = 0; i < 2; ++i) {
@@ -697,10 +688,7 @@ TEST_F(ZanCachedDataTest, VariableBesideABorrowerIsItsOwnersToChange)
 TEST_F(ZanCachedDataTest, VariableOfItsOwnersMayTakeWhatWasGivenBack)
 {
     fetched(R"({"text": "a"})");
-    {
-        BorrowedResult result;
-        EXPECT_TRUE(query.get(result.value()));
-    }
+    placeBorrowed(query);
     EXPECT_TRUE(query.get(out));
     out["text"] = "changed";
     EXPECT_TRUE(query.get(out));
@@ -710,10 +698,7 @@ TEST_F(ZanCachedDataTest, VariableOfItsOwnersMayTakeWhatWasGivenBack)
 TEST_F(ZanCachedDataTest, BorrowerOfAFailedGetHasTheLastGoodResult)
 {
     fetched(R"({"text": "good"})");
-    {
-        BorrowedResult result;
-        EXPECT_TRUE(query.get(result.value()));
-    }
+    placeBorrowed(query);
     passSeconds(5);
     apiDown();
     for (int i = 0; i < 2; ++i) {
