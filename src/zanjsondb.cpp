@@ -139,14 +139,13 @@ bool ZanCachedData::get(Json::Value& out)
         giveCopy(out);
         return true;
     }
-    spare = Json::Value(); // dropped before its successor is made
+    spare = Json::Value(); // of the fetch that has expired
     std::optional<Json::Value> result = request(url);
     if (!result) {
         lastUpdate = 0;
         out = cache;
         return false;
     }
-    spare = *result;
     lastUpdate = now;
     cache = std::move(*result);
     ++fetches;
