@@ -2,6 +2,8 @@
 
 #include "zanjsondb.h"
 
+#include "support/freshprocess.h"
+
 #include <array>
 #include <cerrno>
 #include <cstdint>
@@ -125,15 +127,17 @@ Fd::~Fd()
 }
 
 ApiServer::ApiServer()
-    : listener(listenOn(zansnmp::apiSocket)),
+    : listener(listenOn(zansnmp::apiSocket)), started(checked(eventfd(0, EFD_CLOEXEC), "eventfd")),
       stop(checked(eventfd(0, EFD_CLOEXEC), "eventfd")), repliesToAll{httpReply(envelope("{}"))},
       thread([this] { serve(); })
-{}
+{
+    eventfd_t times = 0;
+    eventfd_read(started.get(), &times);
+}
 
 ApiServer::~ApiServer()
 {
-    const std::uint64_t one = 1;
-    if (write(stop.get(), &one, sizeof(one)) == static_cast<ssize_t>(sizeof(one))) {
+    if (eventfd_write(stop.get(), 1) == 0) {
         thread.join();
     }
     unlink(zansnmp::apiSocket);
@@ -175,8 +179,13 @@ std::vector<std::string> ApiServer::takePaths()
 void ApiServer::serve()
 {
     std::array<pollfd, 2> events{pollfd{listener.get(), POLLIN, 0}, pollfd{stop.get(), POLLIN, 0}};
+    std::unique_lock awake(awakeMutex());
+    eventfd_write(started.get(), 1);
     while (true) {
-        if (poll(events.data(), events.size(), -1) == -1) {
+        awake.unlock();
+        const int ready = poll(events.data(), events.size(), -1);
+        awake.lock();
+        if (ready == -1) {
             continue; // a signal
         }
         if (events[1].revents != 0) {

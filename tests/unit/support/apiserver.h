@@ -73,7 +73,8 @@ private:
     Reply replyTo(const std::string& head);
 
     Fd listener;
-    Fd stop; // an eventfd that wakes the thread for its end
+    Fd started; // an eventfd by which the thread tells that it is awake
+    Fd stop;    // an eventfd that wakes the thread for its end
     std::mutex mutex;
     std::vector<Reply> repliesToAll;        // under the mutex; the next one last
     std::map<std::string, Reply> repliesTo; // under the mutex

@@ -10,10 +10,27 @@
 
 namespace zantest {
 
+namespace {
+
+/// Forks while all other threads sleep.
+pid_t forkAlone()
+{
+    const std::lock_guard othersSleep(awakeMutex());
+    return fork();
+}
+
+} // namespace
+
+std::mutex& awakeMutex()
+{
+    static std::mutex mutex;
+    return mutex;
+}
+
 void inFreshProcess(const std::function<void()>& test)
 {
     std::fflush(nullptr); // or the child would write it again
-    const pid_t child = fork();
+    const pid_t child = forkAlone();
     ASSERT_NE(child, -1) << "fork failed: errno " << errno;
     if (child == 0) {
         test();
