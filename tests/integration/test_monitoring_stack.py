@@ -205,7 +205,9 @@ def test_no_panel_of_the_dashboard_hides_another():
 
 def test_the_page_shows_the_router(stack):
     stack.wait_for_page(
-        "ZR-4200-LTE ZR42-0017-3391 answers", "firmware 5.12.3, up for ", "No alerts.",
+        "ZR-4200-LTE ZR42-0017-3391 answers", "firmware 5.12.3, up for ",
+        "No alerts. 3 notes: ZanTunnelDisabled GRE gre-depot, ZanTunnelDisabled IPsec backup-site, "
+        "ZanTunnelDisabled OpenVPN contractor Cellular signal",
         "Cellular signal -67 dBm", "WAN Cellular priority 1 Cellular priority 2 WiFi",
         "state Connected", "address 203.0.113.77", "DNS servers 198.51.100.53, 198.51.100.54",
         "APN iot.example.net", "network Example Mobile, LTE", "roaming no", "tower 001-01-0A3F-01C2",
@@ -240,8 +242,9 @@ def test_every_graph_has_data(stack):
 
 def test_the_page_says_what_it_does_not_know(stack):
     stack.router.set("fault=down")
-    stack.wait_for_page("API down", "Cellular signal none", "WAN unknown", "state unknown", "Tunnels unknown",
-                        "DHCP server unknown", "SSH ? ? ?", "input unknown , forward unknown")
+    stack.wait_for_page("API down", "Cellular signal unknown", "client's signal unknown", "WAN unknown",
+                        "state unknown", "Tunnels unknown", "DHCP server unknown", "SSH ? ? ?",
+                        "input unknown , forward unknown")
 
 
 def test_the_page_of_a_router_that_nobody_asks_says_so(stack):
