@@ -172,15 +172,22 @@ apt_get() {
 
 # ensure_packages GROUP...: installs what is missing of the groups in scripts/packages, and says what.
 ensure_packages() {
-    [[ -n $INSTALL ]] || return 0
-    local listed package missing=()
+    local listed
     listed=$(packages_of "$@")
+    mapfile -t listed <<<"$listed"
+    ensure_installed "${listed[@]}"
+}
+
+# ensure_installed PACKAGE...: the same for packages that stand in no group.
+ensure_installed() {
+    [[ -n $INSTALL ]] || return 0
+    local package missing=()
     command -v dpkg-query apt-get >/dev/null ||
         die "this is not a Debian system: install these packages' like yourself, then use --no-install" \
-            "$(xargs <<<"$listed")"
-    while read -r package; do
+            "$*"
+    for package; do
         is_installed "$package" || missing+=("$package")
-    done <<<"$listed"
+    done
     if ((${#missing[@]} > 0)); then
         install_packages "${missing[@]}"
     fi
@@ -209,6 +216,46 @@ install_packages() {
         say "Debian has started its own agent with the package snmpd (on port 161); it is not used here."
         say "You can stop it with: systemctl disable --now snmpd"
     fi
+}
+
+# debian_sources FORMAT: in apt's own format, what this machine's apt knows of its Debian mirrors.
+debian_sources() {
+    apt-get indextargets --format "$1" 'Created-By: Packages' 'Origin: Debian' | sort -u | grep . ||
+        die "apt has no package lists of Debian: run apt-get update"
+}
+
+# private_apt FOLDER ARCH [SUITE]: from here on apt is another one, in that folder, which installs nothing here: it has
+# this machine's package sources, or that suite's from the same mirror, for another architecture.
+private_apt() {
+    local apt=$1 arch=$2 suite=${3:-} mirror
+    mkdir -p "$apt"/{lists/partial,archives/partial,preferences,sources}
+    : >"$apt/status"
+    cat >"$apt/apt.conf.new" <<CONF
+APT::Architecture "$arch";
+APT::Architectures { "$arch"; };
+APT::Install-Recommends "false";
+APT::Keep-Downloaded-Packages "true";
+Binary::apt-get::APT::Keep-Downloaded-Packages "true";
+Acquire::Retries "3";
+Acquire::Languages "none";
+Dir::State "$apt";
+Dir::State::lists "$apt/lists";
+Dir::State::status "$apt/status";
+Dir::Cache "$apt";
+Dir::Cache::archives "$apt/archives";
+Dir::Etc::preferencesparts "$apt/preferences";
+CONF
+    if [[ -n $suite ]]; then
+        # shellcheck disable=SC2016 # apt fills these in
+        mirror=$(debian_sources '$(LABEL) $(SITE)' | awk '$1 == "Debian" { print $2; exit }')
+        printf '%s %s %s main\n' deb "$mirror" "$suite" deb-src "$mirror" "$suite" >"$apt/sources/debian.list"
+        cat >>"$apt/apt.conf.new" <<CONF
+Dir::Etc::sourcelist "$apt/sources/debian.list";
+Dir::Etc::sourceparts "$apt/preferences";
+CONF
+    fi
+    mv "$apt/apt.conf.new" "$apt/apt.conf"
+    export APT_CONFIG=$apt/apt.conf
 }
 
 # configure_and_build TARGET...: builds these targets in BUILD_DIR. Options of an earlier configuration stay.

@@ -74,7 +74,7 @@ class AlarmClock:
 
     def __init__(self, folder: Path) -> None:
         self.path = folder / "monotonic-offset"
-        self.path.write_bytes(struct.pack("=q", 0))
+        self.path.write_bytes(struct.pack("<q", 0))
         self._offset = 0
 
     @classmethod
@@ -96,4 +96,4 @@ class AlarmClock:
         """Move the agent's monotonic clock on; the agent notices when it next wakes up."""
         self._offset += round(seconds * 1_000_000_000)
         with open(self.path, "r+b", buffering=0) as file:
-            file.write(struct.pack("=q", self._offset))
+            file.write(struct.pack("<q", self._offset))

@@ -1,10 +1,11 @@
 /*
  * Adds an offset to CLOCK_MONOTONIC for the process that preloads this library. The offset is a signed 64-bit
- * count of nanoseconds in the file named by ZAN_MONOTONIC_OFFSET, mapped, so that a test moves the clock by
- * writing the file.
+ * little-endian count of nanoseconds in the file named by ZAN_MONOTONIC_OFFSET, mapped, so that a test moves the
+ * clock by writing the file.
  */
 #define _GNU_SOURCE
 #include <dlfcn.h>
+#include <endian.h>
 #include <fcntl.h>
 #include <stdint.h>
 #include <stdlib.h>
@@ -41,7 +42,7 @@ int clock_gettime(clockid_t clock, struct timespec* now)
                                             : (int)syscall(SYS_clock_gettime, clock, now);
 
     if (result == 0 && clock == CLOCK_MONOTONIC && offset != NULL) {
-        int64_t nanoseconds = now->tv_nsec + *offset;
+        int64_t nanoseconds = now->tv_nsec + (int64_t)le64toh((uint64_t)*offset);
 
         now->tv_sec += (time_t)(nanoseconds / 1000000000);
         now->tv_nsec = (long)(nanoseconds % 1000000000);
