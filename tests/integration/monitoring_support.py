@@ -11,7 +11,7 @@ import urllib.error
 import urllib.parse
 import urllib.request
 from pathlib import Path
-from typing import Any, Callable, Dict, FrozenSet, Iterator, List, Tuple
+from typing import Any, Callable, Dict, FrozenSet, Iterator, List, Sequence, Tuple
 
 import patience
 from harness import MODULE, SOURCE_ROOT, Clock, deadline
@@ -20,8 +20,8 @@ MONITORING = SOURCE_ROOT / "monitoring"
 SIMULATOR = SOURCE_ROOT / "tools" / "zan-router-sim"
 SCENARIO = SOURCE_ROOT / "tools" / "scenarios" / "router.json"
 
-#: The exporter's module for the enterprise number of the build.
-SNMP_YML = MODULE.parent / "monitoring" / "snmp.yml"
+#: The managers' files that are made for the enterprise number of the build.
+MADE = MODULE.parent / "monitoring"
 
 #: A metric as the exporter writes it: its name, and its labels with their values.
 Series = Tuple[str, FrozenSet[Tuple[str, str]]]
@@ -70,13 +70,20 @@ def parse_metrics(text: str) -> Dict[Series, float]:
 
 
 class Exporter:
-    """Debian's SNMP exporter with the build's module."""
+    """Debian's SNMP exporter with the build's file of the form that it reads, as shipped.
 
-    def __init__(self, folder: Path) -> None:
+    The agent has to know the community "public", and for SNMPv3 the user of the shipped file.
+    """
+
+    def __init__(self, folder: Path, command: Sequence[str] = ("prometheus-snmp-exporter",)) -> None:
         self._port = free_port()
         self._log = folder / "exporter.log"
-        command = ["prometheus-snmp-exporter", f"--config.file={SNMP_YML}",
-                   f"--web.listen-address=127.0.0.1:{self._port}"]
+        said = subprocess.run([*command, "--version"], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                              text=True, check=True).stdout
+        self.version = tuple(map(int, re.search(r"version (\d+)\.(\d+)", said).groups()))
+        self._has_auths = self.version >= (0, 23)
+        name = "snmp.yml" if self._has_auths else "snmp-0.22.yml"
+        command = [*command, f"--config.file={MADE / name}", f"--web.listen-address=127.0.0.1:{self._port}"]
         with open(self._log, "wb") as output:
             self._process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=output, stderr=output)
         until(self._answers, "the exporter")
@@ -87,13 +94,18 @@ class Exporter:
             return True
         return False
 
-    def text(self, agent_port: int) -> str:
+    def text(self, agent_port: int, module: str = "zansnmpext", access: str = "v2c") -> str:
         """The exporter's whole answer about an agent."""
-        return get(f"http://127.0.0.1:{self._port}/snmp?module=zansnmpext&target=127.0.0.1:{agent_port}")
+        parameters = {"module": module, "target": f"127.0.0.1:{agent_port}"}
+        if self._has_auths:
+            parameters["auth"] = f"zansnmpext_{access}"
+        elif access == "v2c":
+            parameters["module"] += "_v2c"
+        return get(f"http://127.0.0.1:{self._port}/snmp?{urllib.parse.urlencode(parameters)}")
 
-    def scrape(self, agent_port: int) -> Dict[Series, float]:
+    def scrape(self, agent_port: int, module: str = "zansnmpext", access: str = "v2c") -> Dict[Series, float]:
         """The metrics of an agent."""
-        return parse_metrics(self.text(agent_port))
+        return parse_metrics(self.text(agent_port, module, access))
 
     def stop(self) -> None:
         """End it."""
@@ -159,7 +171,7 @@ class Preview:
         self._temporary.mkdir()
         with open(self._output, "wb") as output:
             self._process = subprocess.Popen(
-                [str(MONITORING / "preview"), self.instance, "--module", str(SNMP_YML), *options,
+                [str(MONITORING / "preview"), self.instance, "--modules", str(MADE), *options,
                  "--addresses", str(self._addresses)],
                 env={"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "TMPDIR": str(self._temporary)},
                 stdin=subprocess.DEVNULL, stdout=output, stderr=output)

@@ -4,14 +4,15 @@ import re
 import shutil
 import subprocess
 from collections import Counter
+from pathlib import Path
 from typing import Any, Dict, Iterator, Set
 
 import pytest
 
 from harness import CACHE_LIFETIME, ENTERPRISE_NUMBER, SOURCE_ROOT
 from harness.router import SYSTEM, TRAPS_SWITCH
-from mib_support import MIB_FILE, base_fixture, mib_file_fixture, mib_fixture  # noqa: F401
-from monitoring_support import (MONITORING, SNMP_YML, Exporter, free_port, series, until)
+from mib_support import MIB_FILE, base_fixture, mib_file_fixture, mib_fixture, zanmib  # noqa: F401
+from monitoring_support import (MADE, MONITORING, Exporter, free_port, series, until)
 
 GENERATE = MONITORING / "generate"
 RULES = MONITORING / "rules"
@@ -46,37 +47,44 @@ def scrape_fixture(agent, api, clock, exporter):
     return scrape
 
 
-# --- the exporter's module as a file ------------------------------------------------------------------------
+# --- the files that are made --------------------------------------------------------------------------------
 
-def test_the_generator_makes_the_file_that_is_committed(base):
-    done = subprocess.run([GENERATE, "--check"], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
-                          check=False)
-    assert (done.returncode, done.stdout) == (0, "")
+def generate(*options: object) -> "subprocess.CompletedProcess[str]":
+    """What monitoring/generate says."""
+    return subprocess.run([GENERATE, *map(str, options)], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                          text=True, check=False)
+
+
+def test_the_generator_makes_the_files_that_are_committed(base):
+    done = generate("--check")
+    assert (done.returncode, done.stdout, done.stderr) == (0, "", "")
 
 
 def test_a_difference_is_shown_and_fails(tmp_path, base):
+    assert generate("--output", tmp_path).returncode == 0
     changed = tmp_path / "snmp.yml"
-    changed.write_text((MONITORING / "snmp.yml").read_text().replace("type: gauge", "type: counter", 1))
-    done = subprocess.run([GENERATE, "--check", "--output", changed], stdout=subprocess.PIPE,
-                          stderr=subprocess.PIPE, text=True, check=False)
+    changed.write_text(changed.read_text().replace("type: gauge", "type: counter", 1))
+    done = generate("--check", "--output", tmp_path)
     assert done.returncode == 1
-    assert re.findall(r"^[-+] .*$", done.stdout, re.M) == ["-    type: counter", "+    type: gauge"]
-    assert f"{changed} is out of date" in done.stderr
+    assert re.findall(r"^[-+] .*$", done.stdout, re.M) == ["-      type: counter", "+      type: gauge"]
+    assert "out of date: snmp.yml;" in done.stderr
 
 
 @pytest.mark.parametrize("number", sorted({ENTERPRISE_NUMBER, 4711}))
 def test_the_enterprise_number_is_all_that_a_build_changes(number, tmp_path, base):
-    made = tmp_path / "snmp.yml"
-    subprocess.run([GENERATE, "--number", str(number), "--output", made], check=True)
-    committed = (MONITORING / "snmp.yml").read_text()
-    assert made.read_text() == committed.replace(".4.1.32473.", f".4.1.{number}.")
-    if number == ENTERPRISE_NUMBER:
-        assert SNMP_YML.read_text() == made.read_text()
+    assert generate("--number", number, "--output", tmp_path).returncode == 0
+    made = [path.relative_to(tmp_path) for path in tmp_path.rglob("*") if path.is_file()]
+    assert Path("snmp.yml") in made and Path("snmp-0.22.yml") in made
+    for path in made:
+        text = (tmp_path / path).read_text()
+        assert text == (MONITORING / path).read_text().replace(".4.1.32473.", f".4.1.{number}."), path
+        if number == ENTERPRISE_NUMBER:
+            assert (MADE / path).read_text() == text, path
 
 
 def metrics_of_the_module() -> Dict[str, str]:
     """The entries of snmp.yml by the metric's name."""
-    entries = re.split(r"^  - name: ", (MONITORING / "snmp.yml").read_text(), flags=re.M)[1:]
+    entries = re.split(r"^    - name: ", (MONITORING / "snmp.yml").read_text(), flags=re.M)[1:]
     return {entry.split("\n", 1)[0]: entry for entry in entries}
 
 
@@ -90,22 +98,49 @@ def test_every_object_is_a_metric_or_known_not_to_be_one(mib):
     assert all(name.endswith("Position") for name in positions)
 
 
-def test_every_type_has_its_form(mib):
-    entries = metrics_of_the_module()
-    for each in (*mib.scalars, *mib.columns):
-        entry = entries.get(each.name, "")
-        if not entry:
-            continue
-        name = each.type.name
-        numbers = re.findall(r'^      (\S+):$', entry, re.M)
-        if name == "ZanSwitch":
-            assert numbers == ['""'] and "^(?:True)$" in entry and "^(?:False)$" in entry, each.name
-        elif name == "ZanTrafficLine":
-            assert numbers == ["_current", "_today", "_total"], each.name
-        elif name == "ZanText":
-            assert "type: DisplayString" in entry, each.name
-        else:
-            assert "type: gauge" in entry and not numbers, each.name
+# --- who asks, and what it is not told ----------------------------------------------------------------------
+
+def lines_of_the_access_example(*names: str) -> str:
+    """Lines of the agent's example of access as their reader would use them."""
+    example = (SOURCE_ROOT / "packaging" / "snmpd-access.conf.in").read_text()
+    lines = re.findall(r"^#((?:view|createUser|rouser) .*)$", example, re.M)
+    return "\n".join(line for line in lines if line.split()[1] in names).replace(
+        "@ZAN_ENTERPRISE_NUMBER@", str(ENTERPRISE_NUMBER))
+
+
+def test_the_user_of_the_example_is_the_one_who_asks_as_shipped(make_agent, api, exporter):
+    agent = make_agent(extra_configuration=lines_of_the_access_example("router", "manager")).start()
+    assert series("zanSMSEnabled") in exporter.scrape(agent.port, access="v3")
+    assert len(exporter.scrape(agent.port, "zansnmpext_subscriber", "v3")) == 4
+
+
+def test_the_subscriber_is_known_to_those_only_who_ask_for_it(agent, mib, exporter):
+    names = {"zanRadioMEIDorIMEI", "zanRadioIMSI", "zanRadioMSID", "zanRadioMDN"}
+    assert names < {scalar.name for scalar in mib.scalars}
+    assert not names & {name for name, _ in exporter.scrape(agent.port)}
+    assert names == {name for name, _ in exporter.scrape(agent.port, "zansnmpext_subscriber")}
+    # The view for those who may not ask leaves out the same.
+    example = lines_of_the_access_example("operators")
+    hidden = re.findall(r"^view operators excluded (\S+)$", example, re.M)
+    assert set(hidden) == {f".{zanmib.dotted(mib.nodes[name])}" for name in names}
+
+
+def test_a_metric_says_in_its_help_what_it_is(agent, exporter, mib):
+    """A number that stands for something else says so; no gauge has the name of a counter."""
+    text = exporter.text(agent.port) + exporter.text(agent.port, "zansnmpext_subscriber")
+    helps = dict(re.findall(r"^# HELP (zan\w+) (.*)$", text, re.M))
+    kinds = {scalar.name: scalar.type.name for scalar in (*mib.scalars, *mib.columns)}
+    for name, said in helps.items():
+        kind = kinds.get(name)
+        assert ("(1 true, 0 false" in said) == (kind == "ZanSwitch"), name
+        assert ("(always 1, the text is the label)" in said) == (
+            kind == "ZanText" and name != "zanDiagnosticsRemoteSyslog"), name
+        assert re.search(r" \(.+\) - 1\.3\.6\.1\.4\.1\.", said), name
+    linted = subprocess.run(["promtool", "check", "metrics"], input=text, stdout=subprocess.PIPE,
+                            stderr=subprocess.STDOUT, text=True, check=False).stdout
+    complaints = [line for line in linted.splitlines() if line.startswith("zan")]
+    # Names are those of the objects, and ends name a unit as the objects do.
+    assert [line for line in complaints if "camelCase" not in line] == []
 
 
 # --- what a scrape makes of the router ----------------------------------------------------------------------
@@ -124,8 +159,8 @@ def test_a_whole_scrape_asks_the_api_each_query_at_most_once(agent, api, clock, 
     assert asked == []
 
 
-def test_every_object_is_scraped(scrape, mib):
-    names = {name for name, _ in scrape()}
+def test_every_object_is_scraped(scrape, exporter, agent, mib):
+    names = {name for name, _ in {**scrape(), **exporter.scrape(agent.port, "zansnmpext_subscriber")}}
     without_number = {*NOT_METRICS, *(each.name for each in mib.scalars
                                       if each.type.name == "ZanTrafficLine")}
     for name in metrics_of_the_module():
@@ -169,9 +204,9 @@ def test_traffic_is_three_counters(scrape):
              if name.startswith("zanCellularInterfaceStats")}
     assert found == {
         "zanCellularInterfaceStatsTxBytes_current": 10240, "zanCellularInterfaceStatsTxBytes_today": 1048576,
-        "zanCellularInterfaceStatsTxBytes_total": 2**53,
+        "zanCellularInterfaceStatsTxBytes_ever": 2**53,
         "zanCellularInterfaceStatsRxBytes_current": 1.5e10, "zanCellularInterfaceStatsRxBytes_today": 5,
-        "zanCellularInterfaceStatsRxBytes_total": 9,
+        "zanCellularInterfaceStatsRxBytes_ever": 9,
         # The count of received packets is missing, its text empty.
         "zanCellularInterfaceStatsTxPkts_current": 87}
 
@@ -299,9 +334,9 @@ def known_names() -> Set[str]:
     """What the exporter and the recording rules give: metrics, labels, series."""
     names = set()
     for name, entry in metrics_of_the_module().items():
-        extracts = re.findall(r'^      (\S+):$', entry, re.M)
+        extracts = re.findall(r'^        (\S+):$', entry, re.M)
         names |= {name} | {name + extract.strip('"') for extract in extracts}
-        names |= set(re.findall(r"label(?:name: |s:\n    +- )(\w+)", entry))
+        names |= set(re.findall(r"labelname: (\w+)", entry))
     return names | set(re.findall(r"record: (\S+)", (RULES / "recording.yml").read_text()))
 
 
@@ -312,7 +347,7 @@ def known_names() -> Set[str]:
 def test_a_file_uses_only_names_that_exist(name):
     used = re.findall(r"\bzan(?!Event)[A-Z]\w*[a-z0-9](?![\w.(*]|_\(|_\.\+)|\bzan:\w+:\w+",
                       (MONITORING / name).read_text())
-    ends = ("", "Enabled", "_total")  # some rows of a page are made of several metrics
+    ends = ("", "Enabled", "_ever")  # some rows of a page are made of several metrics
     known = known_names() | set(NOT_METRICS)
     assert used or name == "consoles/zan.lib"
     assert [each for each in used if not any(each + end in known for end in ends)] == []

@@ -4,7 +4,7 @@
 
 # Alerts wait for minutes in the field; nobody who tries this should. What is left when all of this is killed goes with the demo's own folder.
 export TMPDIR=$ZAN_TEMP
-"$ZAN_ROOT/monitoring/preview" "$AGENT" --module "$BUILD_DIR/monitoring/snmp.yml" --port "$WEB_PORT" \
+"$ZAN_ROOT/monitoring/preview" "$AGENT" --modules "$BUILD_DIR/monitoring" --port "$WEB_PORT" \
     --interval 1 --alert-after 3 --addresses "$ZAN_TEMP/ready" &
 PREVIEW=$!
 wait -n "$ROUTER" "$SNMPD" "$PREVIEW" || true
