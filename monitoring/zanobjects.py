@@ -1,4 +1,4 @@
-"""What the managers' files have in common: of which form the value of each object is, and what only a person knows."""
+"""What the managers' files have in common: the form of each object's value, and what only a person knows."""
 
 from __future__ import annotations
 
@@ -44,14 +44,14 @@ _BY_NAME = {
     "zanCellularInterfaceStatsTxPkts": Form.PACKETS, "zanCellularInterfaceStatsRxPkts": Form.PACKETS,
 }
 
-#: Who the subscriber is. Nobody needs it to watch a router, so that no manager asks for it unless told to.
+#: Who the subscriber is. Nobody needs it to watch a router: no manager asks for it unless told to.
 SUBSCRIBER = ("zanRadioMEIDorIMEI", "zanRadioIMSI", "zanRadioMSID", "zanRadioMDN")
 
 #: The two sentences of Form.SENTENCE: the text, and whether it means yes.
 SENTENCES = (("Remote Syslog is enabled", True), ("Remote Syslog is disabled", False))
 
-#: The counts of Form.TRAFFIC as the module names them, and how metrics call them. What is called "total" grows like a
-#: counter, but no manager can be told so of a number in a text; a name that ends so would promise it.
+#: The counts of Form.TRAFFIC as the module names them, and how metrics call them. What is called "total"
+#: grows like a counter, but the exporter calls it a gauge; a name that ends so would promise more.
 COUNTS = (("current", "current"), ("today", "today"), ("total", "ever"))
 
 
@@ -104,8 +104,8 @@ class Managed:
 def _item(object_: zanmib.Object, instance: str) -> Item:
     form = _BY_NAME.get(object_.name) or _BY_TYPE.get(object_.type.name)
     if form is None:
-        raise zanmib.MibError(f"{object_.name} is of the type {object_.type.name}: say in {Path(__file__).name} "
-                              "what managers make of it")
+        raise zanmib.MibError(f"{object_.name} is of the type {object_.type.name}: say in "
+                              f"{Path(__file__).name} what managers make of it")
     return Item(object_.name, zanmib.dotted(object_.oid) + instance, form, object_.name in SUBSCRIBER,
                 object_.units, object_.description)
 

@@ -12,7 +12,7 @@ SUBSCRIBER_MODULE = "zansnmpext_subscriber"
 SINCE_0_23 = "snmp.yml"
 UNTIL_0_22 = "snmp-0.22.yml"
 
-#: A metric's end, and what is made of a text: pairs of a number, or the first group, and a regular expression.
+#: A metric's end, and what is made of a text: pairs of a number, or the first group, and a pattern.
 Extracts = List[Tuple[str, List[Tuple[str, str]]]]
 
 _COUNT = r"[0-9.eE+]+"
@@ -56,8 +56,8 @@ def _since_0_23(managed: Managed) -> str:
 
 def _until_0_22(managed: Managed) -> str:
     """Each module has its own access; what it asks is told once."""
-    text = (f"{_HEAD}# For the exporter's versions up to 0.22. Who asks is told in each module: put in your own passphrases,\n"
-            "# or your own community.\n\n")
+    text = (f"{_HEAD}# For the exporter's versions up to 0.22. Who asks is told in each module: put in your\n"
+            "# own passphrases, or your own community.\n\n")
     for module in (MODULE, SUBSCRIBER_MODULE):
         lines = list(_module(managed, module))
         lines[0] = f"{module}: &{module}\n"
@@ -78,7 +78,7 @@ def _indented(line: str) -> str:
 def _module(managed: Managed, name: str) -> Iterator[str]:
     yield f"{name}:\n"
     if name == MODULE:
-        # All of it in one walk. Each query of the router's API is made once for it, however many objects come from it.
+        # All of it in one walk. Each query of the router's API is made once for it.
         yield f"  walk: [{managed.oid('zanObjects')}]\n"
     else:
         oids = ", ".join(item.oid for item in managed.scalars if item.subscriber)
@@ -111,8 +111,8 @@ def _metric(item: Item) -> Iterator[str]:
 
 
 def _row_labels(rows: Rows) -> Iterator[str]:
-    """Rows are named by what they are. Their index stays as well: two rows may have the same name, and two metrics
-    with the same labels would make the whole scrape fail."""
+    """Rows are named by what they are. Their index stays as well: two rows may have the same name, and two
+    metrics with the same labels would make the whole scrape fail."""
     index = rows.index.name
     yield f"    indexes:\n    - {{labelname: {index}, type: gauge}}\n    lookups:\n"
     for label in rows.labels:
@@ -125,7 +125,7 @@ def _quoted(text: str) -> str:
 
 
 def _note(item: Item) -> str:
-    """What a metric's help says of its value, where that is not what the object's own text leads to expect."""
+    """What a metric's help says of its value."""
     notes = {
         Form.SWITCH: " (1 true, 0 false, absent when it is not known)",
         Form.SENTENCE: " (1 enabled, 0 disabled, absent when it is not known)",
@@ -150,8 +150,8 @@ def _extracts(item: Item) -> Extracts:
     if item.form is Form.DBM:
         patterns = [("$1", r"(-?\d+(?:\.\d+)?) ?dBm")]
         if item.name == "zanWiFiInterfaceSignal":
-            # It has the unit only if the router's API gives it; a bare negative number is dBm too, anything else (a
-            # percentage) is not.
+            # It has the unit only if the router's API gives it; a bare negative number is dBm too, anything
+            # else (a percentage) is not.
             patterns.append(("$1", r"(-\d+(?:\.\d+)?)"))
         return [("_dBm", patterns)]
     if item.form is Form.TRAFFIC:
