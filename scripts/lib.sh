@@ -111,44 +111,85 @@ make_temp() {
     fi
 }
 
-# show_progress TEXT LOG: the text, the seconds gone by and the log's last line, on one line of the terminal, until
-# this process is ended or the script is gone.
+# show_progress TEXT BEGIN LOG: the text, the seconds gone by and the log's last line, on one line of the terminal,
+# until this process is ended or the script is gone.
 show_progress() {
-    local begin=$SECONDS width last
     while kill -0 $$ 2>/dev/null; do
-        width=$(tput cols 2>/dev/null || echo 80)
-        last=$(tail -c 400 "$2" 2>/dev/null | tr '\r' '\n' | tail -n 1 | tr -cd '[:print:]') || last=
-        printf '\r\e[K%s %s' "$1" "$DIM$(printf '%d s  %s' $((SECONDS - begin)) "$last" |
-            cut -c "1-$((width > ${#1} + 2 ? width - ${#1} - 2 : 1))")$PLAIN"
+        print_progress "$1" "$((SECONDS - $2)) s" "$(last_line "$3")"
         sleep 0.3
     done
 }
 
+# print_progress TEXT TIME DETAIL: on one line, as what has wrapped cannot be erased; with room for a "^C".
+print_progress() {
+    local text=$1 width=0 room
+    { read -r _ width < <(stty size <&3 2>/dev/null); } 3>&1 || true
+    # A terminal that does not know its width says 0.
+    ((room = (width > 0 ? width : 80) - ${#2} - 4)) || true
+    if ((${#text} > room)); then
+        text=${text:0:room > 3 ? room - 3 : 0}...
+    fi
+    ((room -= ${#text} + 2)) || true
+    # In one go, so that nothing comes between.
+    printf '\r\e[K%s %s%s%s' "$text" "$DIM$2" "${3:+  ${3:0:room > 0 ? room : 0}}" "$PLAIN"
+}
+
+# last_line FILE: the printable ASCII of what a program that rewrites its last line has in it now.
+last_line() {
+    local LC_ALL=C text
+    text=$(tail -c 400 -- "$1" 2>/dev/null | tr '\r\0' '\n ' 2>/dev/null) || true
+    text=${text##*$'\n'}
+    printf '%s' "${text//[^ -~]/}"
+}
+
+# Ctrl-C ends a script with status 130, whatever the command that it interrupts makes of it.
+trap 'exit 130' INT
+
 # step TEXT COMMAND...: runs a long command with a sign of life instead of its output; the output is shown when it
 # fails. Its status is the command's.
 step() {
-    local text=$1 log progress='' begin=$SECONDS status=0
+    local text=$1 log command progress='' interrupted='' begin=$SECONDS status
     shift
     make_temp
     log=$(mktemp "$ZAN_TEMP/step.XXXXXX")
+    trap 'interrupted=yes; erase_line; say "${YELLOW}Stopping as soon as nothing is left half-way.$PLAIN"' INT
+    # In the background, or Ctrl-C would be heeded only when the command has ended; which itself gets it all the same.
+    # (apt-get, for one, installs what it has begun to install, and ends then.)
+    (
+        trap - INT QUIT
+        "$@"
+    ) </dev/null >"$log" 2>&1 &
+    command=$!
     if [[ -n $ON_TERMINAL ]]; then
-        show_progress "$text" "$log" &
+        show_progress "$text" "$begin" "$log" 2>/dev/null &
         progress=$!
     else
         printf '%s ...\n' "$text"
     fi
-    "$@" >"$log" 2>&1 || status=$?
+    while true; do
+        status=0
+        wait "$command" || status=$?
+        kill -0 "$command" 2>/dev/null || break # or it was a signal that has ended the waiting
+    done
     if [[ -n $progress ]]; then
         kill "$progress" 2>/dev/null || true
         wait "$progress" 2>/dev/null || true
-        printf '\r\e[K'
+        erase_line
     fi
-    if ((status == 0)); then
+    trap 'exit 130' INT
+    if [[ -n $interrupted ]] || ((status == 130)); then
+        say "${YELLOW}Stopped: $text$PLAIN"
+        exit 130
+    elif ((status == 0)); then
         printf '%s %s\n' "$text" "$DIM$((SECONDS - begin)) s$PLAIN"
     else
         cat "$log" >&2
     fi
     return "$status"
+}
+
+erase_line() {
+    [[ -z $ON_TERMINAL ]] || printf '\r\e[K'
 }
 
 # packages_of GROUP...: the packages of these groups, one a line.
@@ -203,6 +244,11 @@ install_packages() {
         AS_ROOT=(sudo)
     fi
     local text="Installing $*"
+    if (($# > 3)); then
+        say "These packages are missing:"
+        fold -s -w 76 <<<"$*" | sed 's/^/  /'
+        text="Installing these $# packages"
+    fi
     if ! step "$text" apt_get install --no-install-recommends "$@" 2>/dev/null; then
         # The package lists may be missing or too old.
         if ! step "Asking for new package lists" apt_get update -o APT::Update::Error-Mode=any; then

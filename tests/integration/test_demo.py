@@ -1,9 +1,7 @@
 """scripts/demo and the helpers that it shares with the other scripts, run as a person would run them."""
 
 import os
-import pty
 import re
-import select
 import shlex
 import shutil
 import signal
@@ -15,20 +13,14 @@ from typing import Any, Callable, Dict, Iterator, List, Optional
 
 import pytest
 
-import patience
 from harness import ENTERPRISE_NUMBER, MODULE
+from terminal import PATIENCE_SECONDS, Terminal, plain, until
 
 ROOT = Path(__file__).resolve().parents[2]
 DEMO = ROOT / "scripts" / "demo"
 BUILD = MODULE.parent if (MODULE.parent / "CMakeCache.txt").exists() else ROOT / "build"
 OPTIONS = ["--no-install", "--build-dir", str(BUILD)]
-PATIENCE_SECONDS = 90.0
 SERIAL = "ZAN-SNMPEXT-MIB::zanRouterSerialNumber.0 = STRING: ZR42-0017-3391"
-
-
-def until(condition: Callable[[], Any]) -> Any:
-    """Wait for the condition to hold, and return its value."""
-    return patience.until(condition, PATIENCE_SECONDS)
 
 
 def processes() -> Dict[str, str]:
@@ -174,70 +166,13 @@ def test_an_outage_and_the_recovery_are_shown(tour: "subprocess.CompletedProcess
 
 # --- Serving -----------------------------------------------------------------------------------------
 
-class Terminal:
-    """The demo on a terminal of its own."""
-
-    def __init__(self, *arguments: str) -> None:
-        self.text = ""
-        self.status: Optional[int] = None
-        self._closed = False
-        self.process_id, self._terminal = pty.fork()
-        if self.process_id == 0:
-            environment = {name: value for name, value in os.environ.items() if name != "NO_COLOR"}
-            environment["TERM"] = "xterm"
-            os.execve(DEMO, [str(DEMO), *OPTIONS, *arguments], environment)
-
-    def read_until(self, wanted: str) -> str:
-        """Read until the text is there; all that was read so far."""
-        def found() -> bool:
-            self._read()
-            assert wanted in self.text or not self._closed, f"ended without {wanted!r}: {self.text}"
-            return wanted in self.text
-        until(found)
-        return self.text
-
-    def _read(self) -> None:
-        while select.select([self._terminal], [], [], 0)[0]:
-            try:
-                piece = os.read(self._terminal, 65536)
-            except OSError:  # how Linux says that nobody has the other end open any more
-                self._closed = True
-                return
-            self.text += piece.decode(errors="replace").replace("\r\n", "\n")
-
-    def press(self, keys: bytes) -> None:
-        """Press keys."""
-        os.write(self._terminal, keys)
-
-    def wait(self) -> int:
-        """Wait for the end; the exit status, or minus the signal."""
-        until(self._ended)
-        self._read()
-        os.close(self._terminal)
-        assert self.status is not None
-        return self.status
-
-    def _ended(self) -> bool:
-        self._read()
-        number, raw = os.waitpid(self.process_id, os.WNOHANG)
-        if number:
-            self.status = os.waitstatus_to_exitcode(raw)
-        return bool(number)
-
-    def give_up(self) -> None:
-        """End it if it still runs, as after a failed test."""
-        if self.status is None:
-            os.kill(self.process_id, signal.SIGTERM)
-            self.wait()
-
-
 @pytest.fixture(name="on_terminal")
 def fixture_on_terminal() -> Iterator[Callable[..., Terminal]]:
     """Starts demos on terminals, and ends them whatever happens."""
     started: List[Terminal] = []
 
     def start(*arguments: str) -> Terminal:
-        started.append(Terminal(*arguments))
+        started.append(Terminal([str(DEMO), *OPTIONS, *arguments]))
         return started[-1]
 
     yield start
@@ -250,11 +185,6 @@ def fixture_visible() -> Iterator[Path]:
     """A folder for a test's own files that the demo sees inside its namespaces."""
     with tempfile.TemporaryDirectory(dir="/tmp") as folder:
         yield Path(folder)
-
-
-def plain(text: str) -> str:
-    """The text without colours."""
-    return re.sub(r"\x1b\[[0-9;]*[mK]", "", text)
 
 
 def suggested_commands(text: str) -> List[List[str]]:
