@@ -73,12 +73,13 @@ void printHelp()
     std::printf(R"(usage: %s [--any] [--create] EVENT [BODY]
 
 Posts an event to the queue of the SNMP agent's module zansnmpext, which sends it to the managers as a
-notification within 5 seconds (if the router's traps switch was on when the agent started).
+notification within 5 seconds, if the router's traps switch was on when the agent last started or was
+reloaded.
 
   EVENT          the event's number, 1 to %ld, or its notification's name, zanEvent1 to zanEvent%ld
   BODY           a text that goes along with the event; the module discards it
 
-  -a, --any      accept any number above 0 as EVENT, which the module logs as unknown from %ld on
+  -a, --any      accept any number above 0 as EVENT; the module drops those from %ld on
   -c, --create   make the queue when there is none; events then wait in it until the agent starts
   -h, --help     print this help and end
   -V, --version  print version and enterprise number and end
@@ -89,7 +90,7 @@ exit status:
   %d  posted
   %d  another error
   %d  wrong arguments
-  %d  no queue: the agent is not running, or without the module
+  %d  no queue: no agent has made one that has the module and can read the traps switch
   %d  queue full
   %d  no permission
 )",

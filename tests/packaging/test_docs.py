@@ -1,5 +1,6 @@
 """What the documents say is what the sources, the tools and the packages have."""
 
+import os
 import re
 import subprocess
 from collections import Counter
@@ -91,6 +92,48 @@ def test_a_link_leads_somewhere(document, target):
     assert path.exists()
     if anchor:
         assert anchor in headings(path)
+
+
+#: Folders of the tree that documents name files of.
+FOLDERS = "bench|docs|include|mibs|monitoring|packaging|scripts|src|tests|tools"
+
+
+def code_of(document: Path) -> List[str]:
+    """The code spans of a document, and the lines of its blocks without the prompt."""
+    text = document.read_text(encoding="utf-8")
+    blocks = re.findall(r"^```\w*\n(.*?)^```", text, re.M | re.S)
+    spans = re.findall(r"`([^`\n]+)`", re.sub(r"^```.*?^```", "", text, flags=re.M | re.S))
+    return spans + [line.removeprefix("$ ") for block in blocks for line in block.splitlines()]
+
+
+def test_paths_that_documents_name_are_there():
+    named = {(document.name, path) for document in tracked("*.md", "docs/*.md", "packaging/*.md")
+             for code in code_of(document)
+             for path in re.findall(rf"^(?:sudo )?((?:{FOLDERS})/[\w.*/-]+)", code)}
+    assert len(named) > 30
+    assert sorted((name, path) for name, path in named if not tracked(path)) == []
+
+
+def help_of(script: str) -> str:
+    """What a script of the tree says of itself."""
+    result = subprocess.run([ROOT / script, "--help"], stdout=subprocess.PIPE, text=True, check=True)
+    assert result.stdout.startswith("usage: ")
+    return result.stdout
+
+
+@pytest.mark.parametrize("script", [str(path.relative_to(ROOT)) for path in tracked("scripts/*")
+                                    if os.access(path, os.X_OK)])
+def test_every_script_has_a_help(script):
+    help_of(script)
+
+
+def test_scripts_have_the_options_that_documents_name():
+    named = {(call[1], option) for document in tracked("*.md", "docs/*.md") for code in code_of(document)
+             for call in [re.match(r"((?:scripts|monitoring)/[\w-]+)(.*)", code)] if call
+             for option in options(call[2].split(" -- ")[0])}
+    assert len(named) > 8
+    helps = {script: options(help_of(script)) for script, _ in named}
+    assert sorted((script, option) for script, option in named if option not in helps[script]) == []
 
 
 def test_the_changelog_begins_with_this_version():

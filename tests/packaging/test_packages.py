@@ -2,6 +2,7 @@
 
 import filecmp
 import gzip
+import os
 import re
 import subprocess
 from pathlib import Path
@@ -125,7 +126,8 @@ def test_control_fields(build):
 
 def test_the_drop_in_loads_the_module_and_grants_nothing(contents):
     lines = (contents["zansnmpext"] / "etc/zansnmpext/snmpd.conf").read_text("ascii").splitlines()
-    assert [line for line in lines if line and not line.startswith("#")] == [f"dlmod zansnmpext /{MODULE}"]
+    assert [line for line in lines if line and not line.startswith("#")] == [
+        "[snmp] sendMessageMaxSize 65507", f"dlmod zansnmpext /{MODULE}"]
     assert (contents["zansnmpext"] / "DEBIAN/conffiles").read_text("ascii") == "/etc/zansnmpext/snmpd.conf\n"
 
 
@@ -134,6 +136,18 @@ def test_the_examples_of_access_are_comments(contents):
     lines = example.read_text("ascii").splitlines()
     assert any(line.startswith("#rouser") for line in lines)
     assert all(not line or line.startswith("#") for line in lines)
+
+
+def test_links_of_installed_pages_lead_to_what_is_installed(contents):
+    everything, pages = set(), []
+    for folder in contents.values():
+        for path in folder.rglob("*"):
+            installed = "/" / path.relative_to(folder)
+            everything.add(str(installed))
+            if path.suffix == ".md":
+                links = re.findall(r"\]\((?![a-z]+:|#)([^)#\s]+)", path.read_text("utf-8"))
+                pages += [(installed, os.path.normpath(installed.parent / target)) for target in links]
+    assert len(pages) > 3 and [page for page in pages if page[1] not in everything] == []
 
 
 @pytest.mark.parametrize("script", ["postinst", "prerm", "postrm"])

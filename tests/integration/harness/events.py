@@ -31,9 +31,9 @@ class EventQueue:
     def __init__(self, key: int = ENTERPRISE_NUMBER) -> None:
         self.key = key
 
-    def create(self) -> int:
-        """Make the queue as the module would; its identifier."""
-        return self._checked("msgget", _libc.msgget(self.key, _IPC_CREAT | 0o666))
+    def create(self, mode: int = 0o666) -> int:
+        """Make the queue, by default as the module would; its identifier."""
+        return self._checked("msgget", _libc.msgget(self.key, _IPC_CREAT | mode))
 
     def state(self) -> Optional[QueueState]:
         """What the kernel says of the queue; None when there is none."""
