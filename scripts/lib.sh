@@ -3,6 +3,12 @@
 # options (see common_option) and, with make_temp, ZAN_TEMP (a folder for this run's files, removed at the end).
 # shellcheck disable=SC2034 # what is set here is used by the scripts that source this file
 
+# What is sorted, compared and read here is no matter of the user's language: to a Turk the capital of "i" is not "I",
+# and then the tools of Net-SNMP cannot read a MIB.
+SMALL=i
+USER_CAPITAL_I=${SMALL^}
+export LC_ALL=C.UTF-8
+
 ZAN_ROOT=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd)
 ZAN_SCRIPT=${ZAN_SCRIPT:-scripts/$(basename -- "$0")}
 
@@ -52,6 +58,13 @@ die() {
 usage_error() {
     printf '%s: %s\nTry %s --help.\n' "$ZAN_SCRIPT" "$*" "$ZAN_SCRIPT" >&2
     exit 2
+}
+
+# quoted WORD...: the words as a shell reads them, for what is printed to be pasted.
+quoted() {
+    local words
+    words=$(printf '%q ' "$@")
+    printf '%s' "${words% }"
 }
 
 # need_number OPTION [VALUE]: an option's value has to be a number above 0.

@@ -61,7 +61,7 @@ class PlainAgent(Agent):
         """As an installation has it: the stock configuration, then what is dropped in."""
         self.configuration_path.parent.mkdir(exist_ok=True)
         self.configuration_path.write_text(
-            f"agentaddress udp:127.0.0.1:{self.port}\n{self.access}\ndlmod zansnmpext {self.module}\n",
+            f"agentaddress udp:127.0.0.1:{self.port}\n{self.access}\ndlmod zansnmpext {self.loadable()}\n",
             encoding="ascii")
 
 

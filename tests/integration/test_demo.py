@@ -18,6 +18,7 @@ from terminal import PATIENCE_SECONDS, Terminal, plain, until
 
 ROOT = Path(__file__).resolve().parents[2]
 DEMO = ROOT / "scripts" / "demo"
+ROUTER = ROOT / "tools" / "scenarios" / "router.json"
 BUILD = MODULE.parent if (MODULE.parent / "CMakeCache.txt").exists() else ROOT / "build"
 OPTIONS = ["--no-install", "--build-dir", str(BUILD)]
 SERIAL = "ZAN-SNMPEXT-MIB::zanRouterSerialNumber.0 = STRING: ZR42-0017-3391"
@@ -62,6 +63,11 @@ def fixture_unchanged() -> Iterator[None]:
     yield
     until(lambda: state_of_the_machine()["processes"] == before["processes"])
     assert state_of_the_machine() == before
+
+
+def build_options(clone: Path) -> List[str]:
+    """What tells the demo of a clone where its build is."""
+    return ["--build-dir", str(clone / BUILD.relative_to(ROOT) if BUILD.is_relative_to(ROOT) else BUILD)]
 
 
 def run(*arguments: str, prefix: Optional[List[str]] = None) -> "subprocess.CompletedProcess[str]":
@@ -171,8 +177,8 @@ def fixture_on_terminal() -> Iterator[Callable[..., Terminal]]:
     """Starts demos on terminals, and ends them whatever happens."""
     started: List[Terminal] = []
 
-    def start(*arguments: str) -> Terminal:
-        started.append(Terminal([str(DEMO), *OPTIONS, *arguments]))
+    def start(*arguments: str, demo: Path = DEMO) -> Terminal:
+        started.append(Terminal([str(demo), *OPTIONS, *arguments]))
         return started[-1]
 
     yield start
@@ -188,13 +194,13 @@ def fixture_visible() -> Iterator[Path]:
 
 
 def suggested_commands(text: str) -> List[List[str]]:
-    """The commands that the demo suggests, as their words."""
+    """The commands that the demo suggests, as their words; what is to be exported first is in force."""
     joined = plain(text).replace("\\\n", " ")
-    environment = re.search(r"^  export (MIBDIRS=\S+) (MIBS=\S+)$", joined, re.MULTILINE)
-    assert environment
-    os.environ.update(part.split("=", 1) for part in environment.groups())
-    return [shlex.split(os.path.expandvars(line)) for line in re.findall(r"^  (\S.*)$", joined, re.MULTILINE)
-            if not line.startswith("export ")]
+    lines = re.findall(r"^  (\S.*)$", joined, re.MULTILINE)
+    [[_, *settings], *commands] = map(shlex.split, lines)
+    assert [setting.split("=")[0] for setting in settings][:2] == ["MIBDIRS", "MIBS"]
+    os.environ.update(setting.split("=", 1) for setting in settings)
+    return [[os.path.expandvars(word) for word in command] for command in commands]
 
 
 def output_of(command: List[str]) -> str:
@@ -204,19 +210,40 @@ def output_of(command: List[str]) -> str:
     return done.stdout
 
 
-def test_serving_keeps_its_word(unchanged: None, on_terminal: Callable[..., Terminal], tmp_path: Path,
-                                monkeypatch: pytest.MonkeyPatch) -> None:
+@pytest.fixture(name="clone", params=["ordinary", "Turkish, in a folder with blanks and quotes"])
+def fixture_clone(request: pytest.FixtureRequest, visible: Path,
+                  monkeypatch: pytest.MonkeyPatch) -> Iterator[Path]:
+    """The source tree, also where and as not everybody has it."""
+    monkeypatch.delenv("LC_ALL")
+    if request.param == "ordinary":
+        yield ROOT
+        return
+    locales = visible / "locales"
+    locales.mkdir()
+    subprocess.run(["localedef", "-i", "tr_TR", "-f", "UTF-8", str(locales / "tr_TR.UTF-8")], check=True)
+    monkeypatch.setenv("LOCPATH", str(locales))
+    monkeypatch.setenv("LC_ALL", "tr_TR.UTF-8")
+    assert subprocess.check_output(["bash", "-c", "i=i; echo ${i^}"]).decode() == "\u0130\n"
+    tree = visible / 'Zoë\'s  "own" $tree'
+    tree.mkdir()
+    subprocess.run(["mount", "--bind", str(ROOT), str(tree)], check=True)
+    yield tree
+    subprocess.run(["umount", str(tree)], check=True)
+
+
+def test_serving_keeps_its_word(clone: Path, unchanged: None, on_terminal: Callable[..., Terminal],
+                                tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> None:
     # The tools keep an index of certificates there, and say so when they make it.
     monkeypatch.setenv("SNMP_PERSISTENT_DIR", str(tmp_path))
     (tmp_path / "cert_indexes").mkdir()
     monkeypatch.setenv("MIBDIRS", "")
     monkeypatch.setenv("MIBS", "")
-    terminal = on_terminal("--serve")
+    terminal = on_terminal("--serve", *build_options(clone), demo=clone / "scripts" / "demo")
     text = terminal.read_until("200       GET /api?fields=snmp")
     assert "\x1b[32mThe agent answers on 127.0.0.1, UDP port 1161." in text
     commands = suggested_commands(text)
     outputs = {" ".join(command): output_of(command) for command in commands
-               if command[0].startswith("snmp") and command[0] != "snmptrapd"}
+               if command[0].startswith("snmp")}
     assert [command.split()[:2] for command in outputs] == [
         ["snmpget", "-v1"], ["snmpwalk", "-v2c"], ["snmpbulkwalk", "-v2c"], ["snmptable", "-v2c"],
         ["snmpget", "-v3"]]
@@ -232,7 +259,7 @@ def test_serving_keeps_its_word(unchanged: None, on_terminal: Callable[..., Term
     output_of(down)
     terminal.read_until("fault: down")
 
-    [listen] = [command for command in commands if command[0] == "snmptrapd"]
+    [listen] = [command for command in commands if command[0] == "/usr/sbin/snmptrapd"]
     [post] = [command for command in commands if command[0] == "nsenter"]
     with subprocess.Popen(listen, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True) as listener:
         assert listener.stdout is not None
@@ -320,6 +347,22 @@ def test_a_taken_port_is_told(unchanged: None) -> None:
     assert done.returncode == 1
     assert "the agent cannot have UDP port 1161 of 127.0.0.1: Address already in use" in done.stderr
     assert "--port" in done.stderr
+
+
+def test_a_module_that_the_agent_cannot_load_is_told(unchanged: None, visible: Path) -> None:
+    build = visible / "build"
+    shutil.copytree(BUILD / "mibs", build / "mibs")
+    shutil.copy(BUILD / "CMakeCache.txt", build)
+    (build / "zansnmpext.so").write_text("This is no module.")
+    settings = {"ZAN_BUILD_DIR": build, "ZAN_TEMP": visible, "PORT": 1161, "SCENARIO": ROUTER}
+    done = subprocess.run(["unshare", "--mount", "--ipc", "--net", "--pid", "--fork", "--kill-child",
+                           "--mount-proc", ROOT / "tools" / "demo" / "inside", "serve"],
+                          capture_output=True, text=True,
+                          env={**os.environ, **{name: str(value) for name, value in settings.items()}},
+                          check=False, timeout=PATIENCE_SECONDS)
+    assert (done.returncode, done.stdout) == (1, "")
+    assert f"snmpd answers, but has not loaded {build}/zansnmpext.so; its log:" in done.stderr
+    assert "file too short" in done.stderr
 
 
 def test_refused_namespaces_are_told(unchanged: None) -> None:

@@ -15,7 +15,7 @@ EDITS = re.findall(r"^```diff\n(.*?)^```$", DOCUMENT, re.M | re.S)
 MIB = "mibs/ZAN-SNMPEXT-MIB.txt.in"
 
 ASK = f"""
-. {ROOT}/tests/packaging/wait
+. "{ROOT}/tests/packaging/wait"
 "$TREE/tools/zan-router-sim" >"$HOME/simulator" 2>&1 &
 wait_for test -S /run/api/http.sock
 snmpd -f -r -C -c "$HOME/snmpd.conf" -Lf "$HOME/log" -I -ipAddressTable &
@@ -30,11 +30,11 @@ def edited(edit: str) -> str:
 
 
 class Tree:
-    """A copy of the sources and its build."""
+    """A copy of the sources and its build, in a folder with a name as people give them."""
 
     def __init__(self, folder: Path) -> None:
-        self.source = folder / "tree"
-        self.build = folder / "build"
+        self.source = folder / "router's tree"
+        self.build = self.source / "build"
         copy_sources(self.source)
 
     def apply(self, edits: List[str], *options: str) -> None:
@@ -83,7 +83,9 @@ def test_the_edits_are_those_of_the_steps():
 
 
 def test_the_agent_serves_the_new_object(tree, tmp_path):
-    module = tree.build / "zansnmpext.so"
+    # The agent splits this line at blanks.
+    module = tmp_path / "zansnmpext.so"
+    module.symlink_to(tree.build / "zansnmpext.so")
     (tmp_path / "snmpd.conf").write_text(
         f"agentaddress udp:127.0.0.1:1161\nrocommunity public\ndlmod zansnmpext {module}\n", "ascii")
     environment = {**os.environ, "HOME": str(tmp_path), "TREE": str(tree.source), "MIBS": "",

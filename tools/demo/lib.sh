@@ -11,17 +11,23 @@ TRAP_PORT=1162
 AGENT=127.0.0.1:$PORT
 CACHE_SECONDS=5
 
+# The agent splits its configuration at blanks, and MIBDIRS at colons: what is read from the tree is read from here,
+# wherever the tree lies.
+MODULE=$DEMO/zansnmpext.so
+MIB_FOLDER=$DEMO/mibs
+
 # The manager's settings, for the tools of the package snmp.
-MIB_FOLDERS=$BUILD_DIR/mibs:$ZAN_ROOT/tools/demo/mibs
 V2C=(-v2c -c public)
 
 enter_demo() {
     # A network of its own starts with nothing up; the host's is up, and not ours to touch.
     [[ -n $(ip link show up dev lo) ]] || ip link set lo up
-    mkdir -p "$DEMO/conf" "$DEMO/persistent" "$(dirname -- "$API_SOCKET")"
+    mkdir -p "$DEMO/conf" "$DEMO/persistent" "$MIB_FOLDER" "$(dirname -- "$API_SOCKET")"
+    ln -s "$BUILD_DIR/zansnmpext.so" "$MODULE"
+    ln -s "$BUILD_DIR"/mibs/*.txt "$ZAN_ROOT"/tools/demo/mibs/* "$MIB_FOLDER"
     # Apart from the folder of snmpd.conf, which the agent would rewrite otherwise.
     export SNMP_PERSISTENT_DIR=$DEMO/persistent
-    export SNMPCONFPATH=$DEMO/conf MIBDIRS=$MIB_FOLDERS MIBS=ZAN-SNMPEXT-MIB:SNMPv2-MIB
+    export SNMPCONFPATH=$DEMO/conf MIBDIRS=$MIB_FOLDER MIBS=ZAN-SNMPEXT-MIB:SNMPv2-MIB
 }
 
 # until_true SECONDS COMMAND...: waits for the command to succeed.
@@ -60,7 +66,7 @@ enterprise_number() {
 write_agent_configuration() {
     cat >"$DEMO/conf/snmpd.conf" <<CONF
 agentaddress udp:$AGENT
-dlmod zansnmpext $BUILD_DIR/zansnmpext.so
+dlmod zansnmpext $MODULE
 
 # Managers may read the module's objects and nothing else.
 view router included .1.3.6.1.4.1.$(enterprise_number).14.1
@@ -72,10 +78,15 @@ trap2sink 127.0.0.1:$TRAP_PORT public
 CONF
 }
 
-# A value that the module has without asking the router's API.
+# Whether the agent answers, with or without the module.
 agent_answers() {
     ! kill -0 "$SNMPD" 2>/dev/null ||
         snmpget "${V2C[@]}" -r 0 -t 0.5 "$AGENT" zanDiagnosticsSNMP.0 >/dev/null 2>&1
+}
+
+# Whether the module gives its value for an object that it asks nobody about.
+module_answers() {
+    [[ $(snmpget "${V2C[@]}" -Oqv "$AGENT" zanDiagnosticsSNMP.0 2>/dev/null) == SNMP* ]]
 }
 
 start_agent() {
@@ -86,7 +97,9 @@ start_agent() {
     if ! kill -0 "$SNMPD" 2>/dev/null; then
         die "snmpd did not start; its log:" "$(cat "$AGENT_LOG")"
     fi
-    agent_answers || die "snmpd does not answer for the module; its log:" "$(tail -n 20 "$AGENT_LOG")"
+    agent_answers || die "snmpd does not answer; its log:" "$(tail -n 20 "$AGENT_LOG")"
+    module_answers || die "snmpd answers, but has not loaded $BUILD_DIR/zansnmpext.so; its log:" \
+        "$(tail -n 20 "$AGENT_LOG")"
 }
 
 # set_router PATH=VALUE...: edits the scenario, as a person would from a shell.

@@ -8,7 +8,8 @@ address() {
 }
 
 print_monitor_help() {
-    local set="$ZAN_ROOT/tools/zan-router-sim --scenario $SCENARIO --set"
+    local set
+    set="$(quoted "$ZAN_ROOT/tools/zan-router-sim" --scenario "$SCENARIO") --set"
     cat <<HELP
 
 ${GREEN}The router is to be seen at$PLAIN
@@ -19,7 +20,7 @@ ${CYAN}Pull the signal down: within ten seconds there is an alert. Put it back: 
   $set stats/ppp/rssiDbm=-113
   $set stats/ppp/rssiDbm=-67
 ${CYAN}Or edit the router in an editor; an edit is in force at once:$PLAIN
-  $SCENARIO
+  $(quoted "$SCENARIO")
 ${CYAN}Other things that go wrong:$PLAIN
   $set stats/ppp/roaming=true
   $set waninfo/wans/1/available=false --set waninfo/wans/1/current=false --set waninfo/wans/2/current=true
@@ -29,7 +30,7 @@ ${CYAN}More to look at:$PLAIN
   alerts            $(address alerts)
   all routers       $(address prometheus)consoles/zan-routers.html
   what is scraped   $(address exporter)
-  $ZAN_ROOT/docs/monitoring.md
+  $(quoted "$ZAN_ROOT/docs/monitoring.md")
 
 A condition is an alert here after some seconds, in the field after minutes. Alerts as they come and go:
 HELP

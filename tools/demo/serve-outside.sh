@@ -3,7 +3,10 @@
 # API. Sourced by scripts/demo.
 
 print_serve_help() {
-    local enter
+    local enter simulator mibs language=
+    simulator=$(quoted "$ZAN_ROOT/tools/zan-router-sim")
+    mibs=$(quoted "$BUILD_DIR/mibs"):$(quoted "$ZAN_ROOT/tools/demo/mibs")
+    [[ $USER_CAPITAL_I == I ]] || language=" LC_ALL=$LC_ALL"
     enter=(nsenter -t "$(first_inside)" -i)
     [[ $(id -u) -eq 0 ]] || enter+=(-U --preserve-credentials)
     cat <<HELP
@@ -11,7 +14,7 @@ print_serve_help() {
 ${GREEN}The agent answers on 127.0.0.1, UDP port $PORT.$PLAIN Ctrl-C ends it. To be tried in another terminal:
 
 ${CYAN}First, in each terminal, so that the tools know the names:$PLAIN
-  export MIBDIRS=$BUILD_DIR/mibs:$ZAN_ROOT/tools/demo/mibs MIBS=ZAN-SNMPEXT-MIB:SNMPv2-MIB
+  export MIBDIRS=$mibs MIBS=ZAN-SNMPEXT-MIB:SNMPv2-MIB$language
 ${CYAN}SNMPv1, v2c and v3:$PLAIN
   snmpget -v1 -c public 127.0.0.1:$PORT zanRouterSerialNumber.0
   snmpwalk -v2c -c public 127.0.0.1:$PORT zanCellularInterface
@@ -20,12 +23,12 @@ ${CYAN}SNMPv1, v2c and v3:$PLAIN
   snmpget -v3 -u demo -l authPriv -a SHA-256 -A demo-auth-phrase -x AES -X demo-priv-phrase \\
       127.0.0.1:$PORT zanRouterModelId.0
 ${CYAN}Change the router (or edit the file; an edit is in force at once):$PLAIN
-  $ZAN_ROOT/tools/zan-router-sim --scenario $SCENARIO --set stats/ppp/rssiDbm=-113
-  $ZAN_ROOT/tools/zan-router-sim --scenario $SCENARIO --set fault=down
-  $ZAN_ROOT/tools/zan-router-sim --help
+  $simulator --scenario $(quoted "$SCENARIO") --set stats/ppp/rssiDbm=-113
+  $simulator --scenario $(quoted "$SCENARIO") --set fault=down
+  $simulator --help
 ${CYAN}Receive the router's events (here), and post one (in a third terminal):$PLAIN
-  snmptrapd -f -Lo -C -M \$MIBDIRS -m \$MIBS --disableAuthorization=yes udp:127.0.0.1:1162
-  ${enter[*]} $BUILD_DIR/tools/zan-post-event 7
+  /usr/sbin/snmptrapd -f -Lo -C -M "\$MIBDIRS" -m \$MIBS --disableAuthorization=yes udp:127.0.0.1:1162
+  $(quoted "${enter[@]}" "$BUILD_DIR/tools/zan-post-event") 7
 
 The requests that reach the router's API:
 HELP

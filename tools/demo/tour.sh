@@ -12,6 +12,11 @@ shown() {
     shown_as "$*" "$@"
 }
 
+# from_tree PATH: a path as a person in the source tree would type it.
+from_tree() {
+    quoted "${1#"$ZAN_ROOT/"}"
+}
+
 # What the router's API was asked since the last mark_api; nothing is said of edits and faults.
 mark_api() {
     API_MARK=$(wc -l <"$API_LOG")
@@ -156,8 +161,7 @@ show_events() {
     heading "Events of the router, arriving in snmptrapd"
     start_trap_listener
     say "${DIM}The router's other processes post events to a message queue; the agent looks into it every 5 seconds.$PLAIN"
-    # shellcheck disable=SC2016 # the text is to be seen as it stands
-    shown_as 'for event in {1..11}; do zan-post-event $event; done' post_events
+    shown_as "for event in {1..11}; do $(from_tree "$BUILD_DIR/tools/zan-post-event") \$event; done" post_events
     waiting "Waiting for the notifications" 20 all_traps_arrived || warn "not all notifications arrived: $(cat "$TRAP_LOG")"
     grep snmpTrapOID "$TRAP_LOG" | expand -t 1 || true
 }
@@ -165,7 +169,7 @@ show_events() {
 show_outage() {
     heading "The router's API goes down"
     waiting "Waiting for the cache to be filled anew" 20 fetched_just_now || warn "the cache did not expire"
-    shown_as "zan-router-sim --scenario $(basename -- "$SCENARIO") --set fault=down" set_router fault=down
+    shown_as "tools/zan-router-sim --scenario $(from_tree "$SCENARIO") --set fault=down" set_router fault=down
     shown snmpget "${V2C[@]}" "$AGENT" zanRouterSerialNumber.0
     say "${DIM}That was the cache, which lasts for $CACHE_SECONDS seconds.$PLAIN"
     waiting "Waiting for the cache to expire" 20 reads_unknown || warn "the cache did not expire"
@@ -176,7 +180,7 @@ show_outage() {
     grep -a -o -m 1 'curl_easy_perform failed' "$AGENT_LOG" | dimmed || true
 
     heading "The API comes back: the next request has the values again"
-    shown_as "zan-router-sim --scenario $(basename -- "$SCENARIO") --set fault=none" set_router fault=none
+    shown_as "tools/zan-router-sim --scenario $(from_tree "$SCENARIO") --set fault=none" set_router fault=none
     until_true 10 api_listens || warn "the API did not come back"
     shown snmpget "${V2C[@]}" "$AGENT" zanRouterSerialNumber.0 zanRouterUptime.0 zanSerialToIPPort.0
 }

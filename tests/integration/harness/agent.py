@@ -85,9 +85,16 @@ class Agent:
         if self.extra_configuration:
             lines.append(self.extra_configuration)
         if self.module is not None:
-            lines.append(f"dlmod zansnmpext {self.module}")
+            lines.append(f"dlmod zansnmpext {self.loadable()}")
         self.configuration_path.parent.mkdir(exist_ok=True)
         self.configuration_path.write_text("\n".join(lines) + "\n", encoding="ascii")
+
+    def loadable(self) -> Path:
+        """The module by a path that the agent can read: it splits lines at blanks."""
+        link = self.folder / "zansnmpext.so"
+        link.unlink(missing_ok=True)
+        link.symlink_to(str(self.module))
+        return link
 
     def command(self) -> List[str]:
         """The command line."""
