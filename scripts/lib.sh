@@ -12,8 +12,9 @@ export LC_ALL=C.UTF-8
 ZAN_ROOT=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd)
 ZAN_SCRIPT=${ZAN_SCRIPT:-scripts/$(basename -- "$0")}
 
-# Common options.
-BUILD_DIR=${ZAN_BUILD_DIR:-$ZAN_ROOT/build}
+# Common options. A script that builds in another place sets DEFAULT_BUILD before it sources this file.
+DEFAULT_BUILD=${DEFAULT_BUILD:-build}
+BUILD_DIR=${ZAN_BUILD_DIR:-$ZAN_ROOT/$DEFAULT_BUILD}
 INSTALL=yes
 
 if [[ -t 1 && -z ${NO_COLOR:-} && ${TERM:-dumb} != dumb ]]; then
@@ -25,7 +26,7 @@ else
 fi
 readonly ON_TERMINAL BOLD DIM RED GREEN YELLOW CYAN PLAIN
 
-COMMON_OPTIONS="  --build-dir DIR   where to build (default: build in the source tree)
+COMMON_OPTIONS="  --build-dir DIR   where to build (default: $DEFAULT_BUILD in the source tree)
   --no-install      install no packages; what is missing shows itself sooner or later
   --help            this text"
 

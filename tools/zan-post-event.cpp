@@ -90,7 +90,7 @@ exit status:
   %d  posted
   %d  another error
   %d  wrong arguments
-  %d  no queue: no agent has made one that has the module and can read the traps switch
+  %d  no queue: an agent makes it that has the module and can read the traps switch
   %d  queue full
   %d  no permission
 )",
