@@ -33,6 +33,17 @@ target_compile_options(zan_hardening INTERFACE
   $<$<NOT:$<CONFIG:Debug>>:-ffile-prefix-map=${PROJECT_BINARY_DIR}=.>
   $<$<NOT:$<CONFIG:Debug>>:-ffile-prefix-map=$<TARGET_PROPERTY:BINARY_DIR>=.>)
 
+# For small devices, together with -Os. The tests and tools are built the same way, so that they judge what is shipped.
+add_library(zan_size INTERFACE)
+add_library(zan::size ALIAS zan_size)
+if(ZAN_SMALL)
+  include(CheckIPOSupported)
+  check_ipo_supported(LANGUAGES CXX)
+  set(CMAKE_INTERPROCEDURAL_OPTIMIZATION ON)
+  target_compile_options(zan_size INTERFACE -ffunction-sections -fdata-sections)
+  target_link_options(zan_size INTERFACE LINKER:--gc-sections)
+endif()
+
 include(CheckCXXCompilerFlag)
 foreach(flag IN ITEMS -fstack-clash-protection -fcf-protection)
   string(MAKE_C_IDENTIFIER "ZAN_HAS${flag}" has_flag)

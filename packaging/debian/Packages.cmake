@@ -1,8 +1,5 @@
 # Three Debian packages out of one build: cmake --build <build> --target package.
 
-set(ZAN_PACKAGE_MAINTAINER "The maintainers of zansnmpext <zansnmpext@example.com>" CACHE STRING
-  "Who maintains the packages: a name and an address")
-
 # Debian's name of the architecture that is built for.
 find_program(ZAN_DPKG_ARCHITECTURE dpkg-architecture)
 mark_as_advanced(ZAN_DPKG_ARCHITECTURE)

@@ -1,8 +1,13 @@
 """The integrator's kit: what is said twice agrees, and what a firmware's build system takes is there."""
 
+import gzip
 import json
+import re
+import subprocess
+from pathlib import Path
+from typing import Iterable, List, Set, Tuple
 
-from conftest import ROOT
+from conftest import NUMBER, ROOT, version
 
 
 def architectures():
@@ -17,3 +22,114 @@ def test_each_processor_of_the_list_has_its_presets():
                   if preset.get("inherits") == "cross"]
     built = [preset["name"] for preset in presets["buildPresets"] if preset["configurePreset"] in configured]
     assert configured == built == architectures()
+
+
+def readelf(option: str, file: Path) -> str:
+    """What readelf prints of a file."""
+    return subprocess.run(["readelf", "-W", option, file], stdout=subprocess.PIPE, check=True,
+                          text=True).stdout
+
+
+def needed(module: Path) -> Set[str]:
+    """The libraries that an ELF file names."""
+    return set(re.findall(r"\(NEEDED\)\s+Shared library: \[([^]]+)\]", readelf("-d", module)))
+
+
+def write_sbom(build: Path, module: Path, folder: Path) -> Tuple[dict, dict]:
+    """What the build's script makes of an ELF file: SPDX and CycloneDX."""
+    written = folder / "spdx", folder / "cyclonedx"
+    subprocess.run(["cmake", f"-DSETTINGS={build / 'sbom' / 'settings.cmake'}", f"-DMODULE={module}",
+                    "-DREADELF=readelf", f"-DSPDX={written[0]}", f"-DCYCLONEDX={written[1]}",
+                    "-P", ROOT / "cmake" / "WriteSbom.cmake"], check=True)
+    return tuple(json.loads(path.read_text("utf-8")) for path in written)
+
+
+def libraries(comments: Iterable[str]) -> List[str]:
+    """The libraries that the components say they are needed as."""
+    return [name for comment in comments for name in comment.removeprefix("needed as ").split()]
+
+
+def check_sbom(spdx: dict, cyclonedx: dict, elf: Path) -> None:
+    """Both forms name exactly the libraries that the file needs, each once, and hang together."""
+    packages = {package["SPDXID"]: package for package in spdx["packages"]}
+    module = packages.pop("SPDXRef-zansnmpext")
+    assert sorted(libraries(package["comment"] for package in packages.values())) == sorted(needed(elf))
+    links = {(link["spdxElementId"], link["relationshipType"], link["relatedSpdxElement"])
+             for link in spdx["relationships"]}
+    assert links == {("SPDXRef-DOCUMENT", "DESCRIBES", "SPDXRef-zansnmpext"),
+                     *(("SPDXRef-zansnmpext", "DYNAMIC_LINK", name) for name in packages)}
+    components = {component["bom-ref"]: component for component in cyclonedx["components"]}
+    assert sorted(libraries(component["properties"][0]["value"] for component in components.values())) == (
+        sorted(needed(elf)))
+    assert cyclonedx["dependencies"] == [{"ref": "zansnmpext", "dependsOn": list(components)}]
+    assert {package["name"]: package.get("versionInfo") for package in packages.values()} == (
+        {component["name"]: component.get("version") for component in components.values()})
+    stamp = f"{version()}+pen{NUMBER}"
+    assert module["versionInfo"] == cyclonedx["metadata"]["component"]["version"] == stamp
+
+
+def test_the_bill_of_materials_is_what_the_module_needs(build):
+    folder = build.folder / "sbom"
+    spdx, cyclonedx = (json.loads((folder / f"zansnmpext.{form}.json").read_text("utf-8"))
+                       for form in ("spdx", "cdx"))
+    check_sbom(spdx, cyclonedx, build.folder / "zansnmpext.so")
+    versions = {component["name"]: component.get("version") for component in cyclonedx["components"]}
+    packaged = {"net-snmp": "libsnmp-dev", "jsoncpp": "libjsoncpp-dev", "libcurl": "libcurl4-openssl-dev"}
+    for name, package in packaged.items():
+        installed = subprocess.run(["dpkg-query", "-W", "-f", "${Version}", package], stdout=subprocess.PIPE,
+                                   check=True, text=True).stdout
+        assert installed.startswith(versions.pop(name)), package
+    assert set(versions) == {"gcc", "libc"}
+
+
+def test_the_bill_of_materials_leaves_out_nothing_that_it_does_not_know(build, tmp_path):
+    agent = Path("/usr/sbin/snmpd")
+    check_sbom(*write_sbom(build.folder, agent, tmp_path), agent)
+
+
+def test_what_is_linked_statically_is_in_the_bill_of_materials(build, tmp_path):
+    (tmp_path / "sbom").mkdir()
+    settings = (build.folder / "sbom" / "settings.cmake").read_text("utf-8")
+    (tmp_path / "sbom" / "settings.cmake").write_text(settings + 'set(LINKED_STATICALLY jsoncpp)\n', "utf-8")
+    spdx, _ = write_sbom(tmp_path, Path("/usr/sbin/snmpd"), tmp_path)
+    assert [link["relatedSpdxElement"] for link in spdx["relationships"]
+            if link["relationshipType"] == "STATIC_LINK"] == ["SPDXRef-jsoncpp"]
+
+
+def configure(folder: Path, *options: str) -> subprocess.CompletedProcess:
+    """Configure a build of the test."""
+    return subprocess.run(["cmake", "-S", ROOT, "-B", folder, "-G", "Ninja", *options], text=True,
+                          check=False, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+
+
+def test_addresses_are_the_builds(build, tmp_path):
+    assert configure(tmp_path, '-DZAN_PACKAGE_MAINTAINER=A "Maker" <makers@maker.example>',
+                     "-DZAN_SECURITY_CONTACT=holes@maker.example").returncode == 0
+    page = gzip.open(tmp_path / "packaging" / "man" / "zansnmpext.8.gz", "rt").read()
+    assert 'A "Maker" <makers@maker.example>' in page and "\nholes@maker.example instead" in page
+    spdx, cyclonedx = write_sbom(tmp_path, build.folder / "zansnmpext.so", tmp_path)
+    assert spdx["packages"][0]["supplier"] == 'Organization: A "Maker" (makers@maker.example)'
+    assert spdx["documentNamespace"].startswith("https://maker.example/")
+    component = cyclonedx["metadata"]["component"]
+    assert component["supplier"] == {"name": 'A "Maker"', "contact": [{"email": "makers@maker.example"}]}
+    assert component["externalReferences"][0]["url"] == "mailto:holes@maker.example"
+
+
+def test_a_shared_jsoncpp_and_a_cxx_library_inside_the_module_do_not_go_together(tmp_path):
+    refused = configure(tmp_path, "-DZAN_STATIC_LIBSTDCXX=ON")
+    assert refused.returncode != 0 and "ZAN_STATIC_LIBSTDCXX needs a static JsonCpp" in refused.stdout
+
+
+#: What the module of the preset "small" may have at most on a 64-bit processor: bytes without symbols and
+#: debug information, and relocations that the loader does at each start.
+BUDGET = 128 * 1024, 600
+
+
+def test_the_small_module_keeps_its_budget(tmp_path):
+    for command in (["--preset", "small", "-B", tmp_path], ["--build", tmp_path, "--target", "zansnmpext"]):
+        subprocess.run(["cmake", *command], cwd=ROOT, stdout=subprocess.DEVNULL, check=True)
+    module = tmp_path / "stripped.so"
+    subprocess.run(["strip", "--strip-unneeded", "-o", module, tmp_path / "zansnmpext.so"], check=True)
+    relocations = re.findall(r"^[0-9a-f]+ +[0-9a-f]+ +R_", readelf("-r", module), re.M)
+    used = module.stat().st_size, len(relocations)
+    assert 0 < used[0] <= BUDGET[0] and 0 < used[1] <= BUDGET[1]
