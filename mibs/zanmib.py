@@ -3,9 +3,10 @@
 from __future__ import annotations
 
 import os
+import re
 import subprocess
 import xml.etree.ElementTree as ElementTree
-from dataclasses import dataclass
+from dataclasses import dataclass, replace
 from pathlib import Path
 from typing import Dict, List, Optional, Tuple
 
@@ -166,6 +167,49 @@ def dump(mib: Path, base: Path) -> ElementTree.Element:
     return root
 
 
+@dataclass(frozen=True)
+class Sketch:
+    """A scalar, a table or a column as the template has it; `arcs` are those below zanObjects."""
+
+    name: str
+    arcs: Oid
+    syntax: str  # a textual convention of ours, or the base type
+    base: str  # OctetString, Integer32 or TimeTicks; a table has none
+    source: Optional[Source]
+    columns: Tuple[Sketch, ...] = ()  # of a table, those that are served
+
+
+def sketch(template: Path = TEMPLATE) -> List[Sketch]:
+    """The scalars and tables in the order of their OIDs, for those who have nothing but the sources.
+
+    Knows this project's way of writing a MIB module, and checks nothing: libsmi does that in the tests.
+    """
+    text = re.sub(r"--[^\n]*", "", template.read_text(encoding="ascii"))
+    conventions = dict(re.findall(r"^(\w+) ::= TEXTUAL-CONVENTION.*?^    SYNTAX +(\w+)", text, re.M | re.S))
+    arcs: Dict[str, Oid] = {"zanObjects": ()}
+    columns: Dict[Oid, List[Sketch]] = {}
+    found = []
+    for name, clauses, parent, number in re.findall(
+            r"^(zan\w+) +OBJECT(?:-TYPE| IDENTIFIER)(.*?)::= \{ (\w+) (\d+) \}", text, re.M | re.S):
+        if parent not in arcs:
+            continue
+        arcs[name] = arcs[parent] + (int(number),)
+        syntax = re.search(r"SYNTAX +(\w+)", clauses)
+        if syntax is None or syntax[1].endswith("Entry") or syntax[1] == "ZanRowIndex":
+            continue
+        base = conventions.get(syntax[1], syntax[1]).replace("OCTET", "OctetString")
+        reference = re.search(r'REFERENCE\s+"([^"]*)"', clauses)
+        source = _parsed_source(name, " ".join(reference[1].split())) if reference else None
+        if syntax[1] == "SEQUENCE":
+            columns[arcs[name] + (1,)] = []
+            found.append(Sketch(name, arcs[name], "", "", source))
+        else:
+            object_ = Sketch(name, arcs[name], syntax[1], base, source)
+            columns.get(arcs[parent], found).append(object_)
+    return sorted((replace(each, columns=tuple(columns.get(each.arcs + (1,), ()))) for each in found),
+                  key=lambda each: each.arcs)
+
+
 def dotted(oid: Oid) -> str:
     """An OID as text."""
     return ".".join(map(str, oid))
@@ -243,11 +287,14 @@ def _source(element: ElementTree.Element) -> Optional[Source]:
     reference = element.find("reference")
     if reference is None:
         return None
-    text = " ".join(_paragraphs(reference))
+    return _parsed_source(element.get("name"), " ".join(_paragraphs(reference)))
+
+
+def _parsed_source(name: str, text: str) -> Source:
     lead, _, rest = text.partition(", ")
     query, colon, members = rest.partition(": ")
     if lead != "Management API" or not colon:
-        raise MibError(f"{element.get('name')}: a REFERENCE is of the form Management API, QUERY: MEMBERS; "
+        raise MibError(f"{name}: a REFERENCE is of the form Management API, QUERY: MEMBERS; "
                        f"this one is {text}")
     return Source(query.replace(" ", ""), tuple(member.strip() for member in members.split(",")))
 

@@ -14,6 +14,7 @@ from typing import Any, Callable, Dict, Iterator, List, Optional
 import pytest
 
 from harness import ENTERPRISE_NUMBER, MODULE
+from mib_support import zanmib
 from terminal import PATIENCE_SECONDS, Terminal, plain, until
 
 ROOT = Path(__file__).resolve().parents[2]
@@ -121,7 +122,8 @@ def test_a_second_get_asks_the_api_nothing(tour: "subprocess.CompletedProcess[st
 
 def test_a_group_is_walked(tour: "subprocess.CompletedProcess[str]") -> None:
     text = section(tour.stdout, "A walk of one group")
-    assert len(re.findall(r"^ZAN-SNMPEXT-MIB::zanRadio\w+\.0 = STRING: \S", text, re.MULTILINE)) == 11
+    assert len(re.findall(r"^ZAN-SNMPEXT-MIB::zanRadio\w+\.0 = STRING: \S", text, re.MULTILINE)) == len(
+        [each for each in zanmib.sketch() if re.match("zanRadio[A-Z]", each.name)])
 
 
 def test_all_scalars_are_shown_under_their_groups(tour: "subprocess.CompletedProcess[str]") -> None:
@@ -130,7 +132,6 @@ def test_all_scalars_are_shown_under_their_groups(tour: "subprocess.CompletedPro
     objects = mib_definitions(r"^(\w+) OBJECT-TYPE\n(?:.+\n|\n)*? *::= \{ (\w+) \d+ \}")
     scalars = [name for name, parent in objects
                if not name.endswith(("Table", "Entry")) and not parent.endswith("Entry")]
-    assert len(shown) == 108
     assert sorted(shown) == sorted(scalars)
     assert re.search(r"^\d+ values, with those of the tables, .* no query twice\.$", text, re.MULTILINE)
 
@@ -250,7 +251,7 @@ def test_serving_keeps_its_word(clone: Path, unchanged: None, on_terminal: Calla
     get_v1, walk, bulkwalk, table, get_v3 = outputs.values()
     assert get_v1 == SERIAL + "\n"
     assert get_v3 == "ZAN-SNMPEXT-MIB::zanRouterModelId.0 = STRING: ZR-4200-LTE\n"
-    assert walk.count("\n") == 21 and bulkwalk.count("\n") > 108 and "192.168.1.102" in table
+    assert walk.count("\n") == 21 and bulkwalk.count("\n") > len(zanmib.sketch()) and "192.168.1.102" in table
     terminal.read_until("GET /api?fields=remoteAccess")
 
     weak, down, instructions = [command for command in commands if "zan-router-sim" in command[0]]

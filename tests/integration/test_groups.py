@@ -1,4 +1,4 @@
-"""Every named case of the groups of scalars, over SNMP; and what the objects of a group share."""
+"""Every case of tests/cases, over SNMP; and what the objects of a query share."""
 
 from itertools import groupby
 from typing import Dict, List
@@ -7,25 +7,27 @@ import pytest
 
 from harness import CACHE_LIFETIME, ERROR
 from harness.router import DHCP, QUERIES, SCALAR, SCALARS, TABLE, Scalar, router
-from model.cases import CASES, FAILED
-from model.generator import answer_with
+from harness.snmp import NO_SUCH_INSTANCE
+from model.cases import OBJECTS, all_cases, instance, query, value
 
-BAD_CODE = b" bad json response code"
+CASES = {name: list(cases) for name, cases in groupby(all_cases(), key=lambda case: case.object)}
 GROUPS: Dict[str, List[Scalar]] = {
     query: list(scalars) for query, scalars in groupby(
         sorted((scalar for scalar in SCALARS if scalar.query), key=lambda scalar: scalar.query),
         key=lambda scalar: scalar.query)}
 
 
-@pytest.mark.parametrize("case", CASES, ids=lambda case: case.name)
-def test_case(agent, api, case):
-    scalar = SCALAR[case.scalar]
-    if scalar.query is not None:
-        answer_with(api, scalar.query, case.result)
-    varbind = agent.client.get(scalar.instance)[0]
-    assert (varbind.tag, varbind.value) == (scalar.tag, case.expected)
-    assert api.targets() == ([scalar.query] if scalar.query else [])
-    assert agent.take(ERROR) == (BAD_CODE if case.result is FAILED else b"")
+@pytest.mark.parametrize("name", OBJECTS)
+def test_cases(agent, api, clock, name):
+    for case in CASES[name]:
+        clock.advance(CACHE_LIFETIME)
+        if query(case):
+            api.bodies[query(case)] = b'{"code": 200, "result": %s}' % case.result.encode()
+        varbind = agent.client.get(instance(case))[0]
+        assert (None if varbind.tag == NO_SUCH_INSTANCE else varbind.value) == value(case), case
+        assert set(api.targets()) == ({query(case)} if query(case) else set()), case
+        api.requests.clear()
+    assert agent.take(ERROR) == b""
 
 
 @pytest.mark.parametrize("query", GROUPS)

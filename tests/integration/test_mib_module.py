@@ -23,6 +23,16 @@ def test_the_build_put_its_number_into_the_template_and_changed_nothing_else(mib
     assert mib.root == MODULE_ROOT
 
 
+def test_the_sketch_of_the_template_is_what_libsmi_reads(mib):
+    def drawn(object_, columns=()):
+        type_ = getattr(object_, "type", None)
+        syntax = (type_.name, type_.base) if type_ else ("", "")
+        return zanmib.Sketch(object_.name, object_.oid[len(mib.objects):], *syntax, object_.source, columns)
+
+    tables = [drawn(table, tuple(map(drawn, table.columns))) for table in mib.tables]
+    assert zanmib.sketch() == sorted([*map(drawn, mib.scalars), *tables], key=lambda each: each.arcs)
+
+
 # --- smilint ------------------------------------------------------------------------------------------------
 
 def test_smilint_finds_only_what_the_oids_force(mib_file, base):

@@ -1,30 +1,27 @@
-"""The router that the fake API is, unless a test changes it, and what the module must make of it.
+"""The router that the fake API is, unless a test changes it, and the objects that show it.
 
 Every text and number is unlike every other, so that an object that reads a wrong member shows a wrong value.
+The objects are those of the MIB module. What they must read, the model says, which tests/cases holds.
 """
 
 import copy
+import json
+import sys
+from functools import lru_cache
 from typing import Any, Dict, List, NamedTuple, Optional, Sequence, Tuple, Union
 
-from .settings import OBJECTS
-from .snmp import INTEGER, OCTET_STRING, TIMETICKS, Oid, VarBind, oid
+from .api import Api
+from .settings import OBJECTS, SOURCE_ROOT
+from .snmp import INTEGER, OCTET_STRING, TIMETICKS, Oid, VarBind
 
+sys.path.insert(0, str(SOURCE_ROOT / "mibs"))
+
+import zanmib  # noqa: E402  (found through the line above)
+
+# The queries that tests speak of by name.
 REMOTE_MANAGEMENT = "/api/remoteManagement/enabled"
-WAN_MANAGER = "/api?fields=wanmngr,waninfo"
-RADIO = "/api?fields=system/capabilities,stats/radio"
-CELLULAR = "/api?fields=system/capabilities,ppp,stats/ppp,stats/pppTotal"
-ETHERNET = "/api?fields=system,stats/eth,dhcp,dns"
-WIFI = "/api?fields=system,stats/wlan,wifi"
-SERIAL = "/api?fields=ipPipes/SERIAL2IP,stats/serial,serial"
 SYSTEM = "/api?fields=system"
-SERVICES = "/api?fields=sntp/enabled,smtp,sms,dns,ddns,radius,syslog/remote,stats/service,stats/dns"
-REMOTE_ACCESS = "/api?fields=remoteAccess"
-OPENVPN = "/api?fields=ovpnTunnels"
-IPSEC = "/api?fields=ipsecTunnels"
-GRE = "/api?fields=greTunnels"
-ROUTES = "/api?fields=routes"
 DHCP = "/api?fields=dhcp"
-FIREWALL = "/api?fields=filters,nat"
 SYSLOG = "/api?fields=syslog"
 TRAPS_SWITCH = "/api?fields=snmp"
 
@@ -107,6 +104,19 @@ _ROUTER: Dict[str, Any] = {
 }
 
 
+def _completed(fields: Dict[str, Any], more: Dict[str, Any]) -> Dict[str, Any]:
+    for name, value in more.items():
+        if isinstance(value, dict):
+            _completed(fields.setdefault(name, {}), value)
+        else:
+            fields.setdefault(name, value)
+    return fields
+
+
+#: The simulator's router has every field that an object reads: what is not said above is as there.
+_completed(_ROUTER, json.loads((SOURCE_ROOT / "tools/scenarios/router.json").read_text())["api"])
+
+
 def router() -> Dict[str, Any]:
     """The router's fields, as a copy to change."""
     return copy.deepcopy(_ROUTER)
@@ -116,15 +126,14 @@ class Scalar(NamedTuple):
     """One scalar object and its value with the router above."""
 
     name: str
-    suffix: str  # below the objects' arc, without the instance
+    arcs: Oid  # below the objects' arc, without the instance
     tag: int
     query: Optional[str]  # None: answered without the API
-    value: Union[str, int]
 
     @property
     def oid(self) -> Oid:
         """The object, without the instance."""
-        return OBJECTS + oid(self.suffix)
+        return OBJECTS + self.arcs
 
     @property
     def instance(self) -> Oid:
@@ -132,21 +141,21 @@ class Scalar(NamedTuple):
         return self.oid + (0,)
 
     @property
+    def expected(self) -> Union[bytes, int]:
+        """The value as the client decodes it."""
+        return self.served[2]
+
+    @property
     def fallback(self) -> Union[bytes, int]:
         """What it reads when the API gives nothing."""
         if self.query is None:
-            return self.value.encode()
+            return self.expected
         return b"Unknown" if self.tag == OCTET_STRING else 0
-
-    @property
-    def expected(self) -> Union[bytes, int]:
-        """The value as the client decodes it."""
-        return self.value.encode() if isinstance(self.value, str) else self.value
 
     @property
     def served(self) -> Tuple[Oid, int, Any]:
         """OID, tag and value with the router above."""
-        return self.instance, self.tag, self.expected
+        return (self.instance, *standard_tree()[self.instance])
 
     @property
     def failed(self) -> Tuple[Oid, int, Any]:
@@ -154,171 +163,53 @@ class Scalar(NamedTuple):
         return self.instance, self.tag, self.fallback
 
 
-_S, _I, _T = OCTET_STRING, INTEGER, TIMETICKS
-
-#: The 108 scalars in the order of their OIDs.
-SCALARS: List[Scalar] = [Scalar(*row) for row in (
-    ("zanRemoteManagementEnabled", "1.1", _S, REMOTE_MANAGEMENT, "True"),
-    ("zanWanManagerTransport", "2.1", _S, WAN_MANAGER, "Cellular"),
-    ("zanWanManagerPriority", "2.2", _S, WAN_MANAGER,
-     "1, Cellular, enabled; 2, Unknown, enabled; 3, WiFi, disabled"),
-    ("zanRadioType", "3.1", _S, RADIO, "LTE"),
-    ("zanRadioMEIDorIMEI", "3.2", _S, RADIO, "356938035643809"),
-    ("zanRadioIMSI", "3.3", _S, RADIO, "001010123456789"),
-    ("zanRadioFirmware", "3.4", _S, RADIO, "RF-17.3"),
-    ("zanRadioRSSI", "3.5", _S, RADIO, "-71dBm"),
-    ("zanRadioNetwork", "3.6", _S, RADIO, "Testnet"),
-    ("zanRadioService", "3.7", _S, RADIO, "4G"),
-    ("zanRadioHomeNetwork", "3.8", _S, RADIO, "Homenet"),
-    ("zanRadioMSID", "3.9", _S, RADIO, "MSID-5550100"),
-    ("zanRadioMDN", "3.10", _S, RADIO, "MDN-5550101"),
-    ("zanRadioTemperature", "3.11", _S, None, "Unknown"),
-    ("zanCellularInterfaceEnabled", "4.1", _S, CELLULAR, "True"),
-    ("zanCellularInterfaceConnectionStatus", "4.2", _S, CELLULAR, "Up"),
-    ("zanCellularInterfaceAPN", "4.3", _S, CELLULAR, "internet.example"),
-    ("zanCellularInterfaceUptime", "4.4", _T, CELLULAR, 360000),
-    ("zanCellularInterfaceSignal", "4.5", _S, CELLULAR, "-75 dBm"),
-    ("zanCellularInterfaceRoaming", "4.6", _S, CELLULAR, "False"),
-    ("zanCellularInterfaceTower", "4.7", _S, CELLULAR, "cell-4711"),
-    ("zanCellularInterfaceIP", "4.8", _S, CELLULAR, "100.64.0.2"),
-    ("zanCellularInterfaceDNS", "4.9", _S, CELLULAR, "10.0.0.1, 10.0.0.2"),
-    ("zanCellularInterfaceMode", "4.10", _S, CELLULAR, "IPv4"),
-    ("zanCellularInterfaceKeepAliveCheckEnabled", "4.11.1", _S, CELLULAR, "True"),
-    ("zanCellularInterfaceKeepAliveCheckHostname", "4.11.2", _S, CELLULAR, "keepalive.example"),
-    ("zanCellularInterfaceKeepAliveCheckInterval", "4.11.3", _I, CELLULAR, 300),
-    ("zanCellularInterfaceWakeUpOnCallEnabled", "4.12.1", _S, CELLULAR, "True"),
-    ("zanCellularInterfaceWakeUpOnCallOnRing", "4.12.2", _S, CELLULAR, "False"),
-    ("zanCellularInterfaceWakeUpOnCallerId", "4.12.3", _S, CELLULAR, "True"),
-    ("zanCellularInterfaceWakeUpOnSMS", "4.12.4", _S, CELLULAR, "False"),
-    ("zanCellularInterfaceStatsTxBytes", "4.13.1", _S, CELLULAR,
-     "current : 10240, today : 1048576, total : 73400320"),
-    ("zanCellularInterfaceStatsRxBytes", "4.13.2", _S, CELLULAR,
-     "current : 20480, today : 2097152, total : 5000000000"),
-    ("zanCellularInterfaceStatsTxPkts", "4.13.3", _S, CELLULAR, "current : 87"),
-    ("zanCellularInterfaceStatsRxPkts", "4.13.4", _S, CELLULAR, "current : 90"),
-    ("zanEthernetInterfaceMAC", "5.1", _S, ETHERNET, "02:00:5e:10:00:01"),
-    ("zanEthernetInterfaceIP", "5.2", _S, ETHERNET, "192.168.1.2"),
-    ("zanEthernetInterfaceMask", "5.3", _S, ETHERNET, "255.255.255.0"),
-    ("zanEthernetInterfaceGateway", "5.4", _S, ETHERNET, "192.168.1.1"),
-    ("zanEthernetInterfaceDNS", "5.5", _S, ETHERNET, "8.8.8.8, 8.8.4.4"),
-    ("zanWiFiInterfaceEnabled", "6.1", _S, WIFI, "True"),
-    ("zanWiFiInterfaceMode", "6.2", _S, WIFI, "WAN"),
-    ("zanWiFiInterfaceMAC", "6.3", _S, WIFI, "02:00:5e:10:00:02"),
-    ("zanWiFiInterfaceSSID", "6.4", _S, WIFI, "upstream"),
-    ("zanWiFiInterfaceConnectionStatus", "6.5", _S, WIFI, "Connected"),
-    ("zanWiFiInterfaceIP", "6.6", _S, WIFI, "172.16.0.9"),
-    ("zanWiFiInterfaceSignal", "6.7", _S, WIFI, "-52"),
-    ("zanWiFiInterfaceSecurity", "6.8", _S, WIFI, "Unknown"),
-    ("zanSerialToIPEnabled", "7.1", _S, SERIAL, "True"),
-    ("zanSerialToIPMode", "7.2", _S, SERIAL, "CLIENT"),
-    ("zanSerialToIPProtocol", "7.3", _S, SERIAL, "TCP"),
-    ("zanSerialToIPPort", "7.4", _I, SERIAL, 2101),
-    ("zanSerialToIPServerIP", "7.5", _S, SERIAL, "203.0.113.7"),
-    ("zanSerialToIPTx", "7.6", _I, SERIAL, 1111),
-    ("zanSerialToIPRx", "7.7", _I, SERIAL, 2222),
-    ("zanSerialToIPDCD", "7.8", _S, SERIAL, "ON"),
-    ("zanSerialToIPModbusGatewayEnabled", "7.9", _S, SERIAL, "False"),
-    ("zanRouterModelId", "8.1", _S, SYSTEM, "ZR-4400"),
-    ("zanRouterSerialNumber", "8.2", _S, SYSTEM, "SN0012345678"),
-    ("zanRouterFirmware", "8.3", _S, SYSTEM, "6.5.2"),
-    ("zanRouterUptime", "8.4", _T, SYSTEM, 1234567),
-    ("zanDNSForwarderEnabled", "9.1.1", _S, SERVICES, "False"),
-    ("zanDNSStaticPrimaryHost", "9.2", _S, SERVICES, "8.8.8.8"),
-    ("zanDNSStaticSecondaryHost", "9.3", _S, SERVICES, "8.8.4.4"),
-    ("zanDNSWanServers", "9.4", _S, SERVICES, "10.9.9.1, 10.9.9.2"),
-    ("zanDdnsEnabled", "10.1", _S, SERVICES, "False"),
-    ("zanDdnsServiceProvider", "10.2", _S, SERVICES, "ddns.example"),
-    ("zanDHCPServerEnabled", "11.1.1", _S, DHCP, "True"),
-    ("zanSMSEnabled", "12.1", _S, SERVICES, "True"),
-    ("zanSMTPEnabled", "13.1", _S, SERVICES, "False"),
-    ("zanSNTPEnabled", "14.1", _S, SERVICES, "True"),
-    ("zanDiagnosticsServiceDDNS", "15.1.1", _S, SERVICES, "ddns runs"),
-    ("zanDiagnosticsServiceSNTP", "15.1.2", _S, SERVICES, "sntp runs"),
-    ("zanDiagnosticsServiceKeepAlive", "15.1.3", _S, SERVICES, "keep-alive runs"),
-    ("zanDiagnosticsServiceDialOnDemand", "15.1.4", _S, SERVICES, "dial waits"),
-    ("zanDiagnosticsServiceSMTP", "15.1.5", _S, SERVICES, "smtp runs"),
-    ("zanDiagnosticsServiceSMS", "15.1.6", _S, SERVICES, "sms runs"),
-    ("zanDiagnosticsSNMP", "15.1.7", _S, None, "SNMP service is running"),
-    ("zanDiagnosticsRemoteSyslog", "15.1.8", _S, SERVICES, "Remote Syslog is enabled"),
-    ("zanFirewallPreroutingRulesNumEnabled", "16.1", _I, FIREWALL, 4),
-    ("zanFirewallInputFilterRulesNumEnabled", "16.2", _I, FIREWALL, 2),
-    ("zanFirewallForwardFilterRulesNumEnabled", "16.3", _I, FIREWALL, 1),
-    ("zanFirewallOutputFilterRulesNumEnabled", "16.4", _I, FIREWALL, 3),
-    ("zanFirewallPostroutingRulesNumEnabled", "16.5", _I, FIREWALL, 5),
-    ("zanRadiusAuthEnabled", "19.1", _S, SERVICES, "True"),
-    ("zanRadiusAccountingEnabled", "19.2", _S, SERVICES, "False"),
-    ("zanRadiusPrimaryHost", "19.3", _S, SERVICES, "radius1.example"),
-    ("zanRadiusSecondaryHost", "19.4", _S, SERVICES, "radius2.example"),
-    ("zanRadiusAuthType", "19.5", _S, SERVICES, "CHAP"),
-    ("zanRadiusConnectTimeout", "19.6", _I, SERVICES, 30),
-    ("zanRemoteAccessIpDefenseEnabled", "21.1.1", _S, REMOTE_ACCESS, "True"),
-    ("zanRemoteAccessDoSPreventEnabled", "21.1.2", _S, REMOTE_ACCESS, "False"),
-    ("zanRemoteAccessPingLimitEnabled", "21.1.3", _S, REMOTE_ACCESS, "True"),
-    ("zanRemoteAccessBruteForcePrevEnabled", "21.1.4", _S, REMOTE_ACCESS, "False"),
-    ("zanRemoteAccessSSHEnabled", "21.2.1", _S, REMOTE_ACCESS, "True"),
-    ("zanRemoteAccessSSHWan", "21.2.2", _S, REMOTE_ACCESS, "False"),
-    ("zanRemoteAccessSSHLan", "21.2.3", _S, REMOTE_ACCESS, "True"),
-    ("zanRemoteAccessIcmpEnabled", "21.3.1", _S, REMOTE_ACCESS, "True"),
-    ("zanRemoteAccessIcmpWan", "21.3.2", _S, REMOTE_ACCESS, "False"),
-    ("zanRemoteAccessIcmpLan", "21.3.3", _S, REMOTE_ACCESS, "True"),
-    ("zanRemoteAccessHTTPEnabled", "21.4.1", _S, REMOTE_ACCESS, "True"),
-    ("zanRemoteAccessHTTPWan", "21.4.2", _S, REMOTE_ACCESS, "False"),
-    ("zanRemoteAccessHTTPLan", "21.4.3", _S, REMOTE_ACCESS, "True"),
-    ("zanRemoteAccessHTTPtoHTTPs", "21.4.4", _S, REMOTE_ACCESS, "True"),
-    ("zanRemoteAccessHTTPsEnabled", "21.5.1", _S, REMOTE_ACCESS, "True"),
-    ("zanRemoteAccessHTTPsWan", "21.5.2", _S, REMOTE_ACCESS, "True"),
-    ("zanRemoteAccessHTTPsLan", "21.5.3", _S, REMOTE_ACCESS, "False"),
-    ("zanRemoteAccessHTTPSessionTimeout", "21.6", _I, REMOTE_ACCESS, 600),
-)]
-
-SCALAR: Dict[str, Scalar] = {scalar.name: scalar for scalar in SCALARS}
-
-
 Row = Tuple[Union[str, int], ...]
 
 
 class Table(NamedTuple):
-    """One table and its rows with the router above; a row is the tuple of its columns from 1 on."""
+    """One table."""
 
     name: str
-    suffix: str  # the table's OID below the objects' arc
+    arcs: Oid  # the table's OID below the objects' arc
     query: str
     tags: Tuple[int, ...]  # of the columns from 1 on
-    rows: Sequence[Row]
 
     @property
     def oid(self) -> Oid:
         """The table."""
-        return OBJECTS + oid(self.suffix)
+        return OBJECTS + self.arcs
 
     def cell(self, column: int, index: int) -> Oid:
         """The OID of one cell."""
         return self.oid + (1, column, index)
 
+    @property
+    def count(self) -> int:
+        """How many rows it has with the router above."""
+        return len(self.expected()) // len(self.tags)
+
     def expected(self, rows: Optional[Sequence[Row]] = None) -> List[Tuple[Oid, int, Any]]:
         """OID, tag and value of every cell in the order of a walk, for these rows or the router's."""
-        rows = self.rows if rows is None else rows
+        if rows is None:
+            return [cell for cell in expected_tree() if cell[0][:len(self.oid)] == self.oid]
         return [(self.cell(column, index), tag, value.encode() if isinstance(value, str) else value)
                 for column, tag in enumerate(self.tags, 1)
                 for index, value in enumerate((row[column - 1] for row in rows), 1)]
 
 
-#: The six tables in the order of their OIDs.
-TABLES: List[Table] = [
-    Table("zanDHCPServerLeasesTable", "11.1.2", DHCP, (_I, _S, _S, _T), [
-        (0, "192.168.1.100", "02:00:5e:20:00:01", 360000),
-        (1, "192.168.1.101", "02:00:5e:20:00:02", 705032704),
-        (2, "192.168.1.102", "02:00:5e:20:00:03", 0)]),
-    Table("zanStaticRoutesTable", "17.1", ROUTES, (_I, _S, _S), [
-        (0, "route-a", "True"), (1, "route-b", "True")]),
-    Table("zanGreTunnelsTable", "18.1.1", GRE, (_I, _S, _S), [
-        (0, "gre-a", "True"), (1, "gre-b", "Unknown"), (2, "", "True")]),
-    Table("zanIpsecTunnelsTable", "18.2.1", IPSEC, (_I, _S, _S), [(0, "ipsec-a", "False")]),
-    Table("zanOpenVpnTunnelsTable", "18.3.1", OPENVPN, (_I, _S, _S), [
-        (0, "ovpn-a", "True"), (1, "ovpn-b", "False")]),
-    Table("zanRemoteSyslogDestTable", "20.1", SYSLOG, (_I, _S, _S, _I, _S, _S), [
-        (0, "remote", "10.0.0.5", 514, "INFO", "True")]),
-]
+_TAGS = {"OctetString": OCTET_STRING, "Integer32": INTEGER, "TimeTicks": TIMETICKS}
+_MIB = zanmib.sketch()
+
+#: The scalars in the order of their OIDs.
+SCALARS: List[Scalar] = [Scalar(each.name, each.arcs, _TAGS[each.base], each.source and each.source.query)
+                         for each in _MIB if not each.columns]
+
+SCALAR: Dict[str, Scalar] = {scalar.name: scalar for scalar in SCALARS}
+
+#: The tables in the order of their OIDs.
+TABLES: List[Table] = [Table(each.name, each.arcs, each.source.query,
+                             tuple(_TAGS[column.base] for column in each.columns))
+                       for each in _MIB if each.columns]
 
 TABLE: Dict[str, Table] = {table.name: table for table in TABLES}
 
@@ -326,12 +217,17 @@ TABLE: Dict[str, Table] = {table.name: table for table in TABLES}
 QUERIES = sorted({entry.query for entry in [*SCALARS, *TABLES] if entry.query})
 
 
+@lru_cache(maxsize=None)
+def standard_tree() -> Dict[Oid, Tuple[int, Any]]:
+    """Tag and value of everything below the objects' arc with the router above, as the model has it."""
+    from model.tree import expected_tree as modelled  # which builds on this module
+    standard = Api(fields=router())
+    return modelled({query: standard.result(query) for query in QUERIES})
+
+
 def expected_tree() -> List[Tuple[Oid, int, Any]]:
     """OID, tag and value of everything below the objects' arc, in the order of a walk."""
-    tree = [scalar.served for scalar in SCALARS]
-    for table in TABLES:
-        tree += table.expected()
-    return sorted(tree)
+    return [(name, *value) for name, value in standard_tree().items()]
 
 
 def triples(varbinds: Sequence[VarBind]) -> List[Tuple[Oid, int, Any]]:

@@ -4,11 +4,10 @@ from __future__ import annotations
 
 import copy
 import random
-from typing import Any, Callable, Dict, Iterator, List, Optional, Tuple, Union
+from typing import Any, Callable, Dict, Iterator, Optional, Tuple, Union
 
 from harness import Api, faults
-from harness.router import (CELLULAR, DHCP, ETHERNET, FIREWALL, GRE, IPSEC, OPENVPN, RADIO, REMOTE_ACCESS,
-                            REMOTE_MANAGEMENT, ROUTES, SERIAL, SERVICES, SYSLOG, SYSTEM, WAN_MANAGER, WIFI)
+from harness.router import QUERIES, router
 
 from .jsonvalue import Json, Number, encode
 from .tree import Failure, Result, State
@@ -56,173 +55,68 @@ def _address(rng: random.Random) -> str:
     return ".".join(str(rng.randrange(256)) for _ in range(4))
 
 
-def _mac(rng: random.Random) -> str:
-    return ":".join(f"{rng.randrange(256):02X}" for _ in range(6))
-
-
 def _flag(rng: random.Random) -> Json:
     return rng.choice((True, False, True, False, 1, 0, 0.0, 2))
 
 
-def _decimal(rng: random.Random) -> str:
-    return f"{rng.random() * 10 ** rng.randrange(9):.2f}"
+def _uptime(rng: random.Random) -> Json:
+    return rng.choice((rng.choice(UPTIMES), f"{rng.random() * 10 ** rng.randrange(9):.2f}"))
 
 
-def _count(rng: random.Random) -> int:
-    return rng.choice((0, rng.randrange(1000), rng.randrange(2**31), rng.randrange(2**32)))
-
-
-def _rows(rng: random.Random, row: Callable[[random.Random], Json]) -> List[Json]:
-    return [row(rng) for _ in range(rng.choice((0, 1, 1, 2, 2, 3, 3, 4, 12)))]
-
-
-def _wan_manager(rng: random.Random) -> Json:
-    def link(_: random.Random) -> Json:
-        return {"interface": rng.choice(("ppp0", "wlan0", "eth0", "ppp0", "wlan0", "PPP0", "wlan1", "ppp")),
-                "current": _flag(rng), "available": rng.random() < 0.7, "enabled": _flag(rng)}
-    links = _rows(rng, link)
-    places = max(0, len(links) + rng.choice((0, 0, 0, -1, 1)))
-    priorities = [{"priority": rng.choice((position + 1, 1, -1, 0, rng.randrange(-9, 10), 1.5, True))}
-                  for position in range(places)]
-    return {"waninfo": {"wans": links}, "wanmngr": {"wans": priorities}}
-
-
-def _modem(rng: random.Random) -> Json:
-    return {"cell": rng.choice((True, True, True, True, 1, False))}
-
-
-def _radio(rng: random.Random) -> Json:
-    return {"system_capabilities": _modem(rng), "stats_radio": {
-        "type": rng.choice(("LTE", "CDMA", "CDMA", "cdma", "CDMA ", "", "HSPA")), "meid": "A1000012345678",
-        "imei": "355458042000000", "imsi": "310410123456789", "firmware": "SWI9200X_03.05",
-        "rssidBm": rng.choice(("-71", -71, "", -71.5, 0)), "network": _name(rng), "service": "EVDO",
-        "carrier": _name(rng), "msid": _text(rng), "mdn": rng.choice(("+15551234567", 15551234567))}}
-
-
-def _cellular(rng: random.Random) -> Json:
-    def traffic() -> Json:
-        return {"bytes": rng.choice((_count(rng), str(_count(rng)), 1.5, 10240)), "packets": _count(rng)}
-    return {
-        "system_capabilities": _modem(rng),
-        "ppp": {"enabled": _flag(rng), "modem": {"apnString": "internet.example"},
-                "protocol": rng.choice(("ppp", "direct-ip", _text(rng))),
-                "keepAlive": {"enabled": _flag(rng), "hostname": "host.example", "pingInterval": _count(rng)},
-                "wakeUpOnCall": {"enabled": _flag(rng), "onRing": _flag(rng), "onCallerId": _flag(rng),
-                                 "onSms": _flag(rng)}},
-        "stats_ppp": {"link": rng.choice(("Connected", "Disconnected")), "uptime": _count(rng),
-                      "rssi": rng.choice(("99", 99, "20", 20, 99.0, "", "099")),
-                      "rssiDbm": rng.choice(("-75", -113, "", -75.5)), "roaming": _flag(rng), "tower": "1A2B",
-                      "localIp": _address(rng), "dnsServers": _rows(rng, _address),
-                      "tx": traffic(), "rx": traffic()},
-        "stats_pppTotal": {"todayTx": _count(rng), "todayRx": _count(rng), "totalRx": 5000000000,
-                           "totalTx": rng.randrange(2**64)}}
-
-
-def _ethernet(rng: random.Random) -> Json:
-    return {"system": {"macAddress": _mac(rng)},
-            "stats_eth": {"ip": _address(rng), "mask": "255.255.255.0",
-                          "gateway": rng.choice(("", _address(rng)))},
-            "dhcp": {"defaultGateway": rng.choice(("192.168.1.1", "", _text(rng)))},
-            "dns": {"enabled": _flag(rng), "primary": rng.choice(("", "1.1.1.1")),
-                    "secondary": rng.choice(("", "9.9.9.9"))}}
-
-
-def _wifi(rng: random.Random) -> Json:
-    return {"system": {"macWifi": _mac(rng)},
-            "wifi": {"ap": {"enabled": _flag(rng), "ssid": _name(rng), "security": {"mode": "WPA2-PSK"}},
-                     "client": {"enabled": rng.random() < 0.75, "ssid": "not read"}},
-            "stats_wlan": {"status": rng.choice(("Connected",) * 5 + ("connected", "Connecting", "")),
-                           "ip": _address(rng), "ssid": "not read",
-                           "link": {"SSID": _name(rng), "ssid": "not read",
-                                    "signal": rng.choice((-58, "-58 dBm", -58.5))}}}
-
-
-def _serial_to_ip(rng: random.Random) -> Json:
-    return {"ipPipes_SERIAL2IP": {"enabled": _flag(rng), "port": rng.choice((2000, 65535, _count(rng))),
-                                  "mode": rng.choice(("CLIENT",) * 4 + ("SERVER", "client", "CLIENT ", "")),
-                                  "protocol": rng.choice(("TCP", "UDP")), "ip": _address(rng)},
-            "stats_serial": {"tx": _count(rng), "rx": _count(rng), "dcd": rng.choice(("ON", "OFF"))},
-            "serial": {"modbus": _flag(rng)}}
-
-
-def _system(rng: random.Random) -> Json:
-    return {"system": {"productId": "ZR-400", "deviceId": _name(rng), "firmware": "1.4.2",
-                       "uptime": rng.choice((rng.choice(UPTIMES), _decimal(rng)))}}
-
-
-def _services(rng: random.Random) -> Json:
-    def destination(_: random.Random) -> Json:
-        return {"severityLevel": rng.choice(("NONE", "NONE", "NONE", "", "warning", "none", "NONE "))}
-    services = ("ddns", "sntp", "keepAlive", "dialOnDemand", "smtp", "sms")
-    return {"sntp_enabled": _flag(rng), "smtp": {"enabled": _flag(rng)}, "sms": {"enabled": _flag(rng)},
-            "dns": {"enabled": _flag(rng), "primary": "1.1.1.1", "secondary": _text(rng)},
-            "ddns": {"enabled": _flag(rng), "server": "dyn.example"},
-            "radius": {"authEnabled": _flag(rng), "acctEnabled": _flag(rng), "host": _address(rng),
-                       "secondaryHost": _address(rng), "authType": "PAP", "timeout": _count(rng)},
-            "syslog_remote": _rows(rng, destination),
-            "stats_service": {name: {"status": rng.choice(("running", "stopped"))} for name in services},
-            "stats_dns": {"servers": _rows(rng, lambda _: rng.choice((_address(rng), "")))}}
-
-
-def _remote_access(rng: random.Random) -> Json:
-    def protocol(*names: str) -> Dict[str, Json]:
-        return {name: _flag(rng) for name in ("enabled", "wan", "lan", *names)}
-    return {"remoteAccess": {
-        "dosAttackPrevention": {"enabled": rng.random() < 0.3}, "pingLimit": {"enabled": rng.random() < 0.3},
-        "bruteForcePrevention": {"enabled": _flag(rng)}, "ssh": protocol(),
-        "icmp": protocol("respondToWan", "respondToLan"),
-        "http": protocol("redirectToHttps"), "https": protocol(),
-        "timeoutSeconds": rng.choice((600, _count(rng)))}}
-
-
-def _dhcp(rng: random.Random) -> Json:
-    def lease(_: random.Random) -> Json:
-        return {"ip": _address(rng), "mac": _mac(rng),
-                "expiration": rng.choice((3600, 50000000, _count(rng)))}
-    return {"dhcp": {"enabled": _flag(rng), "defaultGateway": "192.168.1.1", "leases": _rows(rng, lease)}}
-
-
-def _firewall(rng: random.Random) -> Json:
-    def rule(_: random.Random) -> Json:
-        return {"chain": rng.choice(("INPUT", "FORWARD", "OUTPUT", "input", "INPUT ")),
-                "enabled": _flag(rng)}
-
-    def translation(_: random.Random) -> Json:
-        return {"target": rng.choice(("DNAT", "SNAT", "MASQUERADE", "dnat")), "chain": "INPUT",
-                "enabled": _flag(rng)}
-    return {"filters": _rows(rng, rule), "nat": _rows(rng, translation)}
-
-
-def _tunnels(key: str) -> Callable[[random.Random], Json]:
-    def row(rng: random.Random) -> Json:
-        return {"name": _name(rng), "enabled": _flag(rng), "remote": _address(rng)}
-    return lambda rng: {key: _rows(rng, row)}
-
-
-def _syslog(rng: random.Random) -> Json:
-    return {"syslog": {"ipAddress": _address(rng), "enabled": _flag(rng), "port": 1514,
-                       "logLevel": rng.choice((-5, 0, 9, 10, 19, 20, 29, 30, 39, 40, 49, 50, 9.9, True))}}
-
-
-WELL_TYPED: Dict[str, Callable[[random.Random], Json]] = {
-    REMOTE_MANAGEMENT: _flag,
-    WAN_MANAGER: _wan_manager,
-    RADIO: _radio,
-    CELLULAR: _cellular,
-    ETHERNET: _ethernet,
-    WIFI: _wifi,
-    SERIAL: _serial_to_ip,
-    SYSTEM: _system,
-    SERVICES: _services,
-    REMOTE_ACCESS: _remote_access,
-    DHCP: _dhcp,
-    FIREWALL: _firewall,
-    GRE: _tunnels("greTunnels"),
-    IPSEC: _tunnels("ipsecTunnels"),
-    OPENVPN: _tunnels("ovpnTunnels"),
-    ROUTES: _tunnels("routes"),
-    SYSLOG: _syslog,
+#: What members may hold that objects look at more closely, by the ends of their paths.
+_WORDS: Dict[str, Callable[[random.Random], Json]] = {
+    "cell": lambda rng: rng.choice((True, True, True, True, 1, False)),
+    "waninfo.wans.interface":
+        lambda rng: rng.choice(("ppp0", "wlan0", "eth0", "ppp0", "wlan0", "PPP0", "wlan1", "ppp")),
+    "available": lambda rng: rng.random() < 0.7,
+    "priority": lambda rng: rng.choice((1, 2, 3, -1, 0, rng.randrange(-9, 10), 1.5, True)),
+    "stats_radio.type": lambda rng: rng.choice(("LTE", "CDMA", "CDMA", "cdma", "CDMA ", "", "HSPA")),
+    "rssidBm": lambda rng: rng.choice(("-71", -71, "", -71.5, 0)),
+    "rssiDbm": lambda rng: rng.choice(("-75", -113, "", -75.5)),
+    "rssi": lambda rng: rng.choice(("99", 99, "20", 20, 99.0, "", "099")),
+    "totalTx": lambda rng: rng.randrange(2**64),
+    "stats_eth.gateway": lambda rng: rng.choice(("", _address(rng))),
+    "dns.primary": lambda rng: rng.choice(("", "1.1.1.1", _text(rng))),
+    "dns.secondary": lambda rng: rng.choice(("", "9.9.9.9", _text(rng))),
+    "client.enabled": lambda rng: rng.random() < 0.75,
+    "stats_wlan.status": lambda rng: rng.choice(("Connected",) * 5 + ("connected", "Connecting", "")),
+    "SERIAL2IP.mode": lambda rng: rng.choice(("CLIENT",) * 4 + ("SERVER", "client", "CLIENT ", "")),
+    "system.uptime": _uptime,
+    "severityLevel": lambda rng: rng.choice(("NONE", "NONE", "NONE", "", "warning", "none", "NONE ")),
+    "dosAttackPrevention.enabled": lambda rng: rng.random() < 0.3,
+    "pingLimit.enabled": lambda rng: rng.random() < 0.3,
+    "expiration": lambda rng: rng.choice((3600, 50000000, rng.randrange(2**32))),
+    "chain": lambda rng: rng.choice(("INPUT", "FORWARD", "OUTPUT", "input", "INPUT ")),
+    "target": lambda rng: rng.choice(("DNAT", "SNAT", "MASQUERADE", "dnat")),
+    "logLevel": lambda rng: rng.choice((-5, 0, 9, 10, 19, 20, 29, 30, 39, 40, 49, 50, 9.9, True)),
 }
+
+
+def _well_typed(value: Json, path: str, rng: random.Random) -> Json:
+    """Something of the value's form, such as a router would say."""
+    ends = (words for end, words in _WORDS.items() if path.endswith((f".{end}", f"_{end}")))
+    words = next(ends, None)
+    if words:
+        return words(rng)
+    if isinstance(value, dict):
+        return {name: _well_typed(each, f"{path}.{name}", rng) for name, each in value.items()}
+    if isinstance(value, list):
+        number = rng.choice((0, 1, 1, 2, 2, 3, 3, 4, 12))
+        return [_well_typed(rng.choice(value), path, rng) for _ in range(number)]
+    if isinstance(value, bool):
+        return _flag(rng)
+    if isinstance(value, (int, float)):
+        return rng.choice((value, 0, rng.randrange(1000), rng.randrange(2**31), rng.randrange(2**32)))
+    return rng.choice((value, value, _name(rng), _address(rng), _text(rng)))
+
+
+_STANDARD = Api(fields=router())
+
+
+def well_typed(query: str, rng: random.Random) -> Json:
+    """A result of the query in which nothing is missing or of the wrong type."""
+    return _well_typed(_STANDARD.result(query), "", rng)
+
 
 # --- damage ---
 
@@ -342,12 +236,12 @@ FAILURE_MESSAGES: Dict[str, Optional[str]] = {
 def make_state(rng: random.Random) -> State:
     """One state of the whole API."""
     state: State = {}
-    for query, well_typed in WELL_TYPED.items():
+    for query in QUERIES:
         chance = rng.random()
         if chance < 0.015:
             state[query] = Failure(rng.choice(FAILURES))
             continue
-        result = damaged(well_typed(rng), rng)
+        result = damaged(well_typed(query, rng), rng)
         if chance < 0.02:
             result = {"a number beyond every range": UNPARSABLE_NUMBER, "and": result}
         state[query] = result

@@ -1,11 +1,11 @@
-"""What each of the 108 scalars makes of its query's result.  Where the objects lie, their types and their
-queries stand in harness.router; here is only what is read and how it is converted."""
+"""What each scalar makes of its query's result.  Where the objects lie, their types, their queries and the
+members that they read stand in the MIB module; here is how it is converted."""
 
 from __future__ import annotations
 
 from typing import Callable, Dict, Union
 
-from harness.router import Scalar
+from harness.router import Scalar, zanmib
 from harness.snmp import INTEGER
 
 from .float32 import uptime_ticks
@@ -220,102 +220,32 @@ def rules_enabled(array: str, key: str, wanted: bytes) -> Reader:
     return count
 
 
-def _settings(*path: str) -> Reader:
-    return flag_at("remoteAccess", *path)
-
-
-def _service(name: str) -> Reader:
-    return text_at("stats_service", name, "status")
-
-
-def _modem_text(*path: str) -> Reader:
-    return with_modem(text_at(*path))
-
-
-def _modem_flag(*path: str) -> Reader:
-    return with_modem(flag_at(*path))
-
-
-#: By the objects' names, in the order of their OIDs.
-READERS: Dict[str, Reader] = {
-    "zanRemoteManagementEnabled": flag,
+#: Those that do more than show a member.
+SPECIAL: Dict[str, Reader] = {
     "zanWanManagerTransport": wan_transport,
     "zanWanManagerPriority": wan_priority,
-    "zanRadioType": _modem_text("stats_radio", "type"),
-    "zanRadioMEIDorIMEI": with_modem(meid_or_imei),
-    "zanRadioIMSI": _modem_text("stats_radio", "imsi"),
-    "zanRadioFirmware": _modem_text("stats_radio", "firmware"),
-    "zanRadioRSSI": with_modem(radio_rssi),
-    "zanRadioNetwork": _modem_text("stats_radio", "network"),
-    "zanRadioService": _modem_text("stats_radio", "service"),
-    "zanRadioHomeNetwork": _modem_text("stats_radio", "carrier"),
-    "zanRadioMSID": _modem_text("stats_radio", "msid"),
-    "zanRadioMDN": _modem_text("stats_radio", "mdn"),
+    "zanRadioMEIDorIMEI": meid_or_imei,
+    "zanRadioRSSI": radio_rssi,
     "zanRadioTemperature": fixed(b"Unknown"),
-    "zanCellularInterfaceEnabled": _modem_flag("ppp", "enabled"),
-    "zanCellularInterfaceConnectionStatus": _modem_text("stats_ppp", "link"),
-    "zanCellularInterfaceAPN": _modem_text("ppp", "modem", "apnString"),
-    "zanCellularInterfaceUptime": with_modem(cellular_uptime, 0),
-    "zanCellularInterfaceSignal": with_modem(cellular_signal),
-    "zanCellularInterfaceRoaming": _modem_flag("stats_ppp", "roaming"),
-    "zanCellularInterfaceTower": _modem_text("stats_ppp", "tower"),
-    "zanCellularInterfaceIP": _modem_text("stats_ppp", "localIp"),
-    "zanCellularInterfaceDNS": with_modem(cellular_dns),
-    "zanCellularInterfaceMode": _modem_text("ppp", "protocol"),
-    "zanCellularInterfaceKeepAliveCheckEnabled": _modem_flag("ppp", "keepAlive", "enabled"),
-    "zanCellularInterfaceKeepAliveCheckHostname": _modem_text("ppp", "keepAlive", "hostname"),
-    "zanCellularInterfaceKeepAliveCheckInterval": with_modem(
-        unsigned_at("ppp", "keepAlive", "pingInterval"), 0),
-    "zanCellularInterfaceWakeUpOnCallEnabled": _modem_flag("ppp", "wakeUpOnCall", "enabled"),
-    "zanCellularInterfaceWakeUpOnCallOnRing": _modem_flag("ppp", "wakeUpOnCall", "onRing"),
-    "zanCellularInterfaceWakeUpOnCallerId": _modem_flag("ppp", "wakeUpOnCall", "onCallerId"),
-    "zanCellularInterfaceWakeUpOnSMS": _modem_flag("ppp", "wakeUpOnCall", "onSms"),
-    "zanCellularInterfaceStatsTxBytes": with_modem(traffic_bytes("tx")),
-    "zanCellularInterfaceStatsRxBytes": with_modem(traffic_bytes("rx")),
-    "zanCellularInterfaceStatsTxPkts": with_modem(traffic_packets("tx")),
-    "zanCellularInterfaceStatsRxPkts": with_modem(traffic_packets("rx")),
-    "zanEthernetInterfaceMAC": text_at("system", "macAddress"),
-    "zanEthernetInterfaceIP": text_at("stats_eth", "ip"),
-    "zanEthernetInterfaceMask": text_at("stats_eth", "mask"),
+    "zanCellularInterfaceUptime": cellular_uptime,
+    "zanCellularInterfaceSignal": cellular_signal,
+    "zanCellularInterfaceDNS": cellular_dns,
+    "zanCellularInterfaceStatsTxBytes": traffic_bytes("tx"),
+    "zanCellularInterfaceStatsRxBytes": traffic_bytes("rx"),
+    "zanCellularInterfaceStatsTxPkts": traffic_packets("tx"),
+    "zanCellularInterfaceStatsRxPkts": traffic_packets("rx"),
     "zanEthernetInterfaceGateway": ethernet_gateway,
     "zanEthernetInterfaceDNS": ethernet_dns,
     "zanWiFiInterfaceEnabled": wifi_enabled,
     "zanWiFiInterfaceMode": wifi_mode,
-    "zanWiFiInterfaceMAC": text_at("system", "macWifi"),
     "zanWiFiInterfaceSSID": wifi_ssid,
     "zanWiFiInterfaceConnectionStatus": when(_client, "stats_wlan", "status"),
     "zanWiFiInterfaceIP": when(_client_connected, "stats_wlan", "ip"),
     "zanWiFiInterfaceSignal": when(_client_connected, "stats_wlan", "link", "signal"),
     "zanWiFiInterfaceSecurity": when(_access_point, "wifi", "ap", "security", "mode"),
-    "zanSerialToIPEnabled": flag_at("ipPipes_SERIAL2IP", "enabled"),
-    "zanSerialToIPMode": text_at("ipPipes_SERIAL2IP", "mode"),
-    "zanSerialToIPProtocol": text_at("ipPipes_SERIAL2IP", "protocol"),
-    "zanSerialToIPPort": unsigned_at("ipPipes_SERIAL2IP", "port"),
     "zanSerialToIPServerIP": serial_server,
-    "zanSerialToIPTx": unsigned_at("stats_serial", "tx"),
-    "zanSerialToIPRx": unsigned_at("stats_serial", "rx"),
-    "zanSerialToIPDCD": text_at("stats_serial", "dcd"),
-    "zanSerialToIPModbusGatewayEnabled": flag_at("serial", "modbus"),
-    "zanRouterModelId": text_at("system", "productId"),
-    "zanRouterSerialNumber": text_at("system", "deviceId"),
-    "zanRouterFirmware": text_at("system", "firmware"),
     "zanRouterUptime": lambda result: uptime_ticks(as_text(member(result, "system", "uptime"))),
-    "zanDNSForwarderEnabled": flag_at("dns", "enabled"),
-    "zanDNSStaticPrimaryHost": text_at("dns", "primary"),
-    "zanDNSStaticSecondaryHost": text_at("dns", "secondary"),
     "zanDNSWanServers": wan_dns_servers,
-    "zanDdnsEnabled": flag_at("ddns", "enabled"),
-    "zanDdnsServiceProvider": text_at("ddns", "server"),
-    "zanDHCPServerEnabled": flag_at("dhcp", "enabled"),
-    "zanSMSEnabled": flag_at("sms", "enabled"),
-    "zanSMTPEnabled": flag_at("smtp", "enabled"),
-    "zanSNTPEnabled": flag_at("sntp_enabled"),
-    "zanDiagnosticsServiceDDNS": _service("ddns"),
-    "zanDiagnosticsServiceSNTP": _service("sntp"),
-    "zanDiagnosticsServiceKeepAlive": _service("keepAlive"),
-    "zanDiagnosticsServiceDialOnDemand": _service("dialOnDemand"),
-    "zanDiagnosticsServiceSMTP": _service("smtp"),
-    "zanDiagnosticsServiceSMS": _service("sms"),
     "zanDiagnosticsSNMP": fixed(b"SNMP service is running"),
     "zanDiagnosticsRemoteSyslog": remote_syslog,
     "zanFirewallPreroutingRulesNumEnabled": rules_enabled("nat", "target", b"DNAT"),
@@ -323,28 +253,23 @@ READERS: Dict[str, Reader] = {
     "zanFirewallForwardFilterRulesNumEnabled": rules_enabled("filters", "chain", b"FORWARD"),
     "zanFirewallOutputFilterRulesNumEnabled": rules_enabled("filters", "chain", b"OUTPUT"),
     "zanFirewallPostroutingRulesNumEnabled": rules_enabled("nat", "target", b"SNAT"),
-    "zanRadiusAuthEnabled": flag_at("radius", "authEnabled"),
-    "zanRadiusAccountingEnabled": flag_at("radius", "acctEnabled"),
-    "zanRadiusPrimaryHost": text_at("radius", "host"),
-    "zanRadiusSecondaryHost": text_at("radius", "secondaryHost"),
-    "zanRadiusAuthType": text_at("radius", "authType"),
-    "zanRadiusConnectTimeout": unsigned_at("radius", "timeout"),
     "zanRemoteAccessIpDefenseEnabled": ip_defense,
-    "zanRemoteAccessDoSPreventEnabled": _settings("dosAttackPrevention", "enabled"),
-    "zanRemoteAccessPingLimitEnabled": _settings("pingLimit", "enabled"),
-    "zanRemoteAccessBruteForcePrevEnabled": _settings("bruteForcePrevention", "enabled"),
-    "zanRemoteAccessSSHEnabled": _settings("ssh", "enabled"),
-    "zanRemoteAccessSSHWan": _settings("ssh", "wan"),
-    "zanRemoteAccessSSHLan": _settings("ssh", "lan"),
-    "zanRemoteAccessIcmpEnabled": _settings("icmp", "enabled"),
-    "zanRemoteAccessIcmpWan": _settings("icmp", "respondToWan"),
-    "zanRemoteAccessIcmpLan": _settings("icmp", "respondToLan"),
-    "zanRemoteAccessHTTPEnabled": _settings("http", "enabled"),
-    "zanRemoteAccessHTTPWan": _settings("http", "wan"),
-    "zanRemoteAccessHTTPLan": _settings("http", "lan"),
-    "zanRemoteAccessHTTPtoHTTPs": _settings("http", "redirectToHttps"),
-    "zanRemoteAccessHTTPsEnabled": _settings("https", "enabled"),
-    "zanRemoteAccessHTTPsWan": _settings("https", "wan"),
-    "zanRemoteAccessHTTPsLan": _settings("https", "lan"),
-    "zanRemoteAccessHTTPSessionTimeout": unsigned_at("remoteAccess", "timeoutSeconds"),
 }
+
+_GATE = "system_capabilities.cell"
+_SHOWN = {"OctetString": text_at, "ZanSwitch": flag_at, "Integer32": unsigned_at}
+
+
+def reader(object_: zanmib.Sketch) -> Reader:
+    """What reads an object: a function of its own, or else one that shows the one member of its REFERENCE."""
+    members = object_.source.members if object_.source else ()
+    read = SPECIAL.get(object_.name)
+    if read is None:
+        path, = (each for each in members if each != _GATE)
+        show = _SHOWN.get(object_.syntax) or _SHOWN[object_.base]
+        read = show(*path.split(".")) if path != "result" else show()
+    return with_modem(read, b"Unknown" if object_.base == "OctetString" else 0) if _GATE in members else read
+
+
+#: By the objects' names, in the order of their OIDs.
+READERS: Dict[str, Reader] = {each.name: reader(each) for each in zanmib.sketch() if not each.columns}

@@ -1,11 +1,11 @@
 """How each table's rows come from its query's result, and what each column makes of a row.  Where the tables
-lie and their queries stand in harness.router."""
+lie, their queries and the members that they show stand in the MIB module."""
 
 from __future__ import annotations
 
 from typing import Callable, Dict, List, NamedTuple, Tuple, Union
 
-from harness.router import Table
+from harness.router import Table, zanmib
 from harness.snmp import INTEGER, OCTET_STRING, TIMETICKS, Oid
 
 from .jsonvalue import Json, JsonError, as_bool, as_int, as_text, as_uint, member
@@ -80,24 +80,38 @@ def syslog_rows(result: Json) -> List[Json]:
     }]
 
 
-def _at(*path: str) -> Callable[[Json], Json]:
-    return lambda result: member(result, *path)
+def _at(path: str) -> Callable[[Json], Json]:
+    return lambda result: member(result, *path.replace("[]", "").split("."))
 
 
-_TUNNEL = (position_cell, text_cell("name"), flag_cell("enabled"))
-
-CONTENTS: Dict[str, Content] = {
-    "zanDHCPServerLeasesTable": Content(
-        _at("dhcp", "leases"), (position_cell, text_cell("ip"), text_cell("mac"), expiration_cell)),
-    "zanStaticRoutesTable": Content(
-        _at("routes"), (position_cell, text_cell("name"), constant_cell(b"True"))),
-    "zanGreTunnelsTable": Content(_at("greTunnels"), _TUNNEL),
-    "zanIpsecTunnelsTable": Content(_at("ipsecTunnels"), _TUNNEL),
-    "zanOpenVpnTunnelsTable": Content(_at("ovpnTunnels"), _TUNNEL),
-    "zanRemoteSyslogDestTable": Content(
-        syslog_rows, (position_cell, text_cell("alias"), text_cell("host"), port_cell,
-                      text_cell("severityLevel"), text_cell("enabled"))),
+#: Columns that do more than show a member of the row.
+SPECIAL: Dict[str, Cell] = {
+    "zanDHCPServerLeasesExpiration": expiration_cell,
+    "zanStaticRoutesEnabled": constant_cell(b"True"),
+    "zanRemoteSyslogDestAlias": text_cell("alias"),
+    "zanRemoteSyslogDestHost": text_cell("host"),
+    "zanRemoteSyslogDestPort": port_cell,
+    "zanRemoteSyslogDestSeverityLevel": text_cell("severityLevel"),
+    "zanRemoteSyslogDestEnabled": text_cell("enabled"),
 }
+
+
+def _cell(column: zanmib.Sketch) -> Cell:
+    if column.syntax == "ZanRowPosition":
+        return position_cell
+    if column.name in SPECIAL:
+        return SPECIAL[column.name]
+    path, = column.source.members
+    return (flag_cell if column.syntax == "ZanSwitch" else text_cell)(path.rpartition("[].")[2])
+
+
+def _content(table: zanmib.Sketch) -> Content:
+    path = table.source.members[0]
+    rows = syslog_rows if table.name == "zanRemoteSyslogDestTable" else _at(path)
+    return Content(rows, tuple(map(_cell, table.columns)))
+
+
+CONTENTS: Dict[str, Content] = {each.name: _content(each) for each in zanmib.sketch() if each.columns}
 
 
 def cells(table: Table, result: Json) -> Dict[Oid, Value]:
