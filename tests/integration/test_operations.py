@@ -1,15 +1,16 @@
 """What docs/operations.md says of the log and of trouble, tried, where no other test holds it."""
 
 import re
+import socket
 import subprocess
 from contextlib import ExitStack
-from typing import Callable, Dict, NamedTuple
+from typing import Callable, Dict, List, NamedTuple
 
 import pytest
 
 from harness import (CACHE_LIFETIME, ERROR, MODULE, OBJECTS, SOURCE_ROOT, WARNING, Agent, Api, EventQueue,
-                     SnmpTimeout, TrapListener, faults, kernel_limit, tools)
-from harness.messages import NO_QUEUE, unknown
+                     SnmpTimeout, TrapListener, deadline, faults, kernel_limit, tools)
+from harness.messages import NO_QUEUE, PERFORM_FAILED, unknown
 from harness.router import DHCP, SCALAR, SYSTEM, TABLE, TRAPS_SWITCH
 from harness.snmp import OCTET_STRING, RESPONSE, TOO_BIG, encode, encode_message
 
@@ -18,10 +19,12 @@ SERIAL_NUMBER = SCALAR["zanRouterSerialNumber"]
 
 # --- the lines of the log -----------------------------------------------------------------------------------
 
+PAGE = (SOURCE_ROOT / "docs" / "operations.md").read_text(encoding="utf-8")
+
+
 def documented_lines() -> Dict[str, int]:
     """The texts of the document's headings, with their priorities."""
-    page = (SOURCE_ROOT / "docs" / "operations.md").read_text(encoding="utf-8")
-    sections = re.findall(r"^### Priority (\d)(.*?)(?=^### Priority|^## |\Z)", page, re.MULTILINE | re.DOTALL)
+    sections = re.findall(r"^### Priority (\d)(.*?)(?=^### Priority|^## |\Z)", PAGE, re.MULTILINE | re.DOTALL)
     return {text: int(priority) for priority, section in sections
             for text in re.findall(r"^#### `(.*)`$", section, re.MULTILINE)}
 
@@ -131,6 +134,76 @@ def test_the_condition_of_a_line(make_agent, api, queue, text):
         agent = make_agent()
         CONDITIONS[text](World(agent, api, queue, stack))
         assert in_the_log(text).search(agent.log(documented_lines()[text]))
+
+
+# --- where the lines go -------------------------------------------------------------------------------------
+
+class LoggingAgent(Agent):
+    """An agent whose log goes where one option says."""
+
+    log_option = ""
+
+    def command(self) -> List[str]:
+        """The command line with that option in place of the log files."""
+        command = super().command()
+        return [*command[:command.index("-LF")], self.log_option]
+
+    def output(self) -> bytes:
+        """What has come out of its standard output."""
+        return (self.folder / "output").read_bytes()
+
+
+@pytest.fixture
+def logging_agent(tmp_path, traps):
+    """Starts an agent with a log option, and ends it."""
+    agent = LoggingAgent(tmp_path / "agent", trap_port=traps.port)
+
+    def start(option: str) -> LoggingAgent:
+        agent.log_option = option
+        return agent.start()
+
+    yield start
+    assert agent.stop() == 0
+
+
+@pytest.fixture
+def system_log(tmp_path):
+    """A /dev of the test's own with a system log in it: the socket that syslog(3) sends to."""
+    folder = tmp_path / "dev"
+    folder.mkdir()
+    for name in ("null", "urandom"):
+        (folder / name).touch()
+        subprocess.run(["mount", "--bind", f"/dev/{name}", folder / name], check=True)
+    with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as log:
+        log.bind(str(folder / "log"))
+        log.settimeout(deadline(20))
+        subprocess.run(["mount", "--rbind", folder, "/dev"], check=True)
+        yield log
+    subprocess.run(["umount", "--lazy", "/dev"], check=True)
+    for name in ("null", "urandom"):
+        subprocess.run(["umount", folder / name], check=True)
+
+
+#: The option that the document has in place of Debian's.
+OPTION = re.search(r"^ExecStart=/usr/sbin/snmpd (-L\S+) ", PAGE, re.MULTILINE)[1]
+
+
+def test_lines_without_a_line_feed_wait_in_the_standard_output_of_debian_s_agent(logging_agent, api, queue):
+    agent = logging_agent("-LOw")
+    api.down()
+    for _ in range(3):
+        agent.client.get(SERIAL_NUMBER.instance)
+    assert PERFORM_FAILED not in agent.output()
+    assert agent.stop() == 0
+    assert agent.output().count(PERFORM_FAILED) == 3
+
+
+def test_the_system_s_log_has_each_of_them_at_once(logging_agent, api, queue, system_log):
+    agent = logging_agent(OPTION)
+    api.down()
+    for _ in range(3):
+        agent.client.get(SERIAL_NUMBER.instance)
+        assert system_log.recv(1000).endswith(b"]: " + PERFORM_FAILED)
 
 
 # --- trouble that leaves no line, or another program's ------------------------------------------------------
