@@ -101,7 +101,7 @@ sub get {
     return "NONE\n";
 }
 
-# The place of the first OID behind the given one.
+# The place of the first OID after the given one.
 sub place_behind {
     my ($oids, $oid) = @_;
     my ($low, $high) = (0, scalar @$oids);

@@ -113,7 +113,7 @@ class Part:
         return self.answers[place] if place < len(self.oids) and self.oids[place] == oid else None
 
     def get_next(self, oid: Oid) -> Optional[Answer]:
-        """The first object behind this OID."""
+        """The first object after this OID."""
         self.refresh()
         place = bisect.bisect_right(self.oids, oid)
         return self.answers[place] if place < len(self.oids) else None
@@ -136,7 +136,7 @@ class Tree:
         return None
 
     def get_next(self, oid: Oid) -> Optional[Answer]:
-        """The first object behind this OID."""
+        """The first object after this OID."""
         for part in self.parts:
             if oid[:len(part.first)] <= part.first:
                 answer = part.get_next(oid)

@@ -229,7 +229,7 @@ void walkByHelper(std::size_t number, const Json::Value& rows)
         }
     }
     const u_char type = ask(table, MODE_GETNEXT, name);
-    require(type == ASN_NULL || type == SNMP_ENDOFMIBVIEW, "a cell behind the last");
+    require(type == ASN_NULL || type == SNMP_ENDOFMIBVIEW, "a cell after the last");
 }
 
 // The reader of old, as in the module: the others keep some numbers as another type.

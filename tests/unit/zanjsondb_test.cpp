@@ -51,7 +51,7 @@ protected:
         resetInterposed();
     }
 
-    /// Checks that a reply, to a query that holds no result, fails with this one message behind the trace.
+    /// Checks that a reply, to a query that holds no result, fails with this one message after the trace.
     void expectFailure(const Reply& reply, const std::string& message)
     {
         api().setReply(reply);
@@ -166,7 +166,7 @@ TEST_F(ZanCachedDataTest, EachOptionThatFailsIsNamedAndEndsTheRequest)
         interposed().failCurlOption = options[i].first;
         EXPECT_FALSE(query.get(out));
         EXPECT_EQ(takeLog(), (LogLines{executing(path), {3, options[i].second}}));
-        EXPECT_EQ(interposed().curlOptions.size(), i + 1) << "an option was set behind the one that failed";
+        EXPECT_EQ(interposed().curlOptions.size(), i + 1) << "an option was set after the one that failed";
         EXPECT_EQ(interposed().transfers, 0);
         EXPECT_EQ(interposed().curlInits, 1);
         EXPECT_EQ(interposed().curlCleanups, 1);
@@ -779,7 +779,7 @@ TEST_F(ZanCachedDataTest, FailureExpiresAResultEvenWhenTheClockGoesBackIntoItsLi
     setUptime(100500);
     apiDown();
     EXPECT_FALSE(query.get(out));
-    setUptime(100100); // one second behind the fetch
+    setUptime(100100); // one second after the fetch
     EXPECT_FALSE(query.get(out));
 }
 

@@ -63,7 +63,7 @@ const std::vector<Table>& tables();
 SNMPAlarmCallback* alarm();
 void* alarmArgument();
 
-/// The event queue: what reading it gives, one after the other; nothing behind the last.
+/// The event queue: what reading it gives, one after the other; nothing after the last.
 struct Reading {
     int error; ///< errno of a failed reading; 0 for a message
     long type; ///< the message's type
