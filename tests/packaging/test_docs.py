@@ -136,6 +136,16 @@ def test_scripts_have_the_options_that_documents_name():
     assert sorted((script, option) for script, option in named if option not in helps[script]) == []
 
 
+def test_the_agent_takes_the_log_options_that_documents_name(tmp_path):
+    named = {option for document in tracked("*.md", "docs/*.md") for code in code_of(document)
+             for option in re.findall(r"(?<![\w-])-L[a-zA-Z]+(?: \d-\d)?(?: FILE)?", code)}
+    assert len(named) > 3
+    refused = [option for option in named if subprocess.run(
+        ["/usr/sbin/snmpd", *option.replace("FILE", str(tmp_path / "log")).split(), "-v"],
+        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False).returncode != 0]
+    assert refused == []
+
+
 def test_the_changelog_begins_with_this_version():
     newest = re.search(r"^## (\S+) - (\d{4}-\d\d-\d\d)$", (ROOT / "CHANGELOG.md").read_text("utf-8"), re.M)
     assert newest[1] == version()
