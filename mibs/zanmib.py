@@ -13,6 +13,13 @@ from typing import Dict, List, Optional, Tuple
 NAME = "ZAN-SNMPEXT-MIB"
 TEMPLATE = Path(__file__).with_name(f"{NAME}.txt.in")
 
+#: What the router's events mean, for the integrators to say.
+EVENTS = TEMPLATE.parents[1] / "monitoring" / "zan-events.conf"
+
+# The text goes into a quoted text of the MIB module.
+_EVENT = re.compile(r"(\d+)\s+(info|warning|critical)\s+([\w.-]+)\s+((?=\S)(?:(?![\"@;\[\]\\])[ -~])*\S)\s*",
+                    re.ASCII)
+
 #: The number that RFC 5612 sets aside for documentation.
 DOCUMENTATION_NUMBER = 32473
 
@@ -128,11 +135,40 @@ class Mib:
         return next(name for name, known in self.nodes.items() if known == oid)
 
 
-def render(folder: Path, number: int = DOCUMENTATION_NUMBER) -> Path:
+@dataclass(frozen=True)
+class Event:
+    """What the integrators say of one of the router's events."""
+
+    number: int
+    severity: str
+    name: str
+    text: str
+
+
+def read_events(path: Path = EVENTS) -> Tuple[Event, ...]:
+    """The integrators' file; MibError for a line or an event that is not as it should be."""
+    events = []
+    for line in path.read_text(encoding="utf-8").splitlines():
+        if not line.strip() or line.startswith("#"):
+            continue
+        found = _EVENT.fullmatch(line)
+        if not found:
+            raise MibError(f'{path}: a line is NUMBER SEVERITY NAME TEXT, in ASCII and without " @ ; [ ] and '
+                           f"\\; this one is\n{line}")
+        number, severity, name, text = found.groups()
+        events.append(Event(int(number), severity, name, text))
+    if [event.number for event in events] != list(range(1, 12)):
+        raise MibError(f"{path}: it has to have the events 1 to 11, in this order")
+    return tuple(events)
+
+
+def render(folder: Path, number: int = DOCUMENTATION_NUMBER, events: Path = EVENTS) -> Path:
     """Make the module from the template as the build does it, for those who have no build."""
+    text = TEMPLATE.read_text(encoding="ascii").replace("@ZAN_ENTERPRISE_NUMBER@", str(number))
+    for event in read_events(events):
+        text = text.replace(f"@ZAN_EVENT_{event.number}@", event.text)
     made = folder / f"{NAME}.txt"
-    made.write_text(TEMPLATE.read_text(encoding="ascii").replace("@ZAN_ENTERPRISE_NUMBER@", str(number)),
-                    encoding="ascii")
+    made.write_text(text, encoding="ascii")
     return made
 
 

@@ -90,6 +90,7 @@ class Managed:
     mib: zanmib.Mib
     scalars: Tuple[Item, ...]
     tables: Tuple[Rows, ...]
+    events: Tuple[zanmib.Event, ...]
 
     def oid(self, name: str) -> str:
         """The OID of a node by its name."""
@@ -117,9 +118,9 @@ def _rows(table: zanmib.Table) -> Rows:
                 values=tuple(item for item in items if item.form not in (Form.TEXT, Form.POSITION)))
 
 
-def load(number: int = zanmib.DOCUMENTATION_NUMBER, base: Optional[Path] = None) -> Managed:
-    """The module for an enterprise number; `base` is the folder of the modules that it imports from."""
+def load(number: int = zanmib.DOCUMENTATION_NUMBER, events: Path = zanmib.EVENTS) -> Managed:
+    """The module for an enterprise number, and what the integrators say of its events."""
     with tempfile.TemporaryDirectory() as folder:
-        mib = zanmib.load(zanmib.render(Path(folder), number), base or zanmib.fetch_base())
+        mib = zanmib.load(zanmib.render(Path(folder), number, events), zanmib.fetch_base())
     return Managed(number=number, mib=mib, scalars=tuple(_item(scalar, ".0") for scalar in mib.scalars),
-                   tables=tuple(map(_rows, mib.tables)))
+                   tables=tuple(map(_rows, mib.tables)), events=zanmib.read_events(events))

@@ -226,7 +226,7 @@ def test_everything_is_described(mib):
 def copy_of_the_sources(folder: Path) -> Path:
     """The generator, what it reads and what it writes, to change."""
     shutil.copytree(SOURCE_ROOT / "mibs", folder / "mibs", ignore=shutil.ignore_patterns("__pycache__"))
-    for file in ("scripts/generate-objects-md", "docs/objects.md"):
+    for file in ("scripts/generate-objects-md", "docs/objects.md", "monitoring/zan-events.conf"):
         (folder / file).parent.mkdir()
         shutil.copy(SOURCE_ROOT / file, folder / file)
     return folder

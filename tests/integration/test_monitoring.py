@@ -5,7 +5,7 @@ import shutil
 import subprocess
 from collections import Counter
 from pathlib import Path
-from typing import Any, Dict, Iterator, Set
+from typing import Any, Callable, Dict, Iterator, List, Set, Tuple
 
 import pytest
 
@@ -364,48 +364,129 @@ def test_the_description_has_every_alert_and_every_series():
 
 # --- notifications ------------------------------------------------------------------------------------------
 
-def test_snmptrapd_prints_each_notification_by_name_and_calls_the_handler(
-        make_agent, api, queue, base, mib, tmp_path):
-    port = free_port()
+EVENTS = range(1, 12)
+
+
+def handled_by(folder: Path, events: Path) -> Path:
+    """The handler in a folder of its own, with what the events mean beside it."""
+    folder.mkdir()
+    shutil.copy(events, folder / "zan-events.conf")
+    return Path(shutil.copy(MONITORING / "zan-on-notification", folder))
+
+
+#: What snmptrapd logs, and the lines of the handler.
+Received = Tuple[str, List[str]]
+
+
+@pytest.fixture(name="receive")
+def receive_fixture(make_agent, api, queue, base, tmp_path) -> Iterator[Callable[[str, str], Received]]:
+    """Posts all events to an agent that notifies in one way, until snmptrapd has logged the last of them."""
+    handler = handled_by(tmp_path / "etc", MONITORING / "zan-events.conf")
     handled = tmp_path / "handled"
     configuration = (MONITORING / "snmptrapd.conf").read_text()
     assert configuration.count("/etc/snmp/zan-on-notification") == 1
-    (tmp_path / "snmptrapd.conf").write_text(configuration.replace(
-        "/etc/snmp/zan-on-notification", str(MONITORING / "zan-on-notification")))
+    (tmp_path / "snmptrapd.conf").write_text(
+        configuration.replace("/etc/snmp/zan-on-notification", str(handler)))
     (tmp_path / "persistent" / "cert_indexes").mkdir(parents=True)
     log = tmp_path / "log"
-    receiver = subprocess.Popen(
-        ["/usr/sbin/snmptrapd", "-f", "-n", "-Lf", str(log), "-C", "-c", str(tmp_path / "snmptrapd.conf"),
-         f"udp:127.0.0.1:{port}"],
-        env={"PATH": "/usr/bin:/bin", "ZAN_NOTIFICATIONS": str(handled), "SNMPCONFPATH": str(tmp_path),
-             "SNMP_PERSISTENT_DIR": str(tmp_path / "persistent"), "MIBDIRS": f"{base}:{MIB_FILE.parent}"},
-        stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    try:
-        until(lambda: log.exists() and "NET-SNMP version" in log.read_text(), "snmptrapd")
-        agent = make_agent(trap_port=port).start()
-        for event in range(1, 12):
-            queue.post(event)
-        agent.fire_alarm()
-        names = [notification.name for notification in mib.notifications]
-        text = until(lambda: names[-1] in log.read_text() and log.read_text(), "the last notification")
-        # The agent's own start comes first, and is not the routers' handler's business.
-        printed = re.findall(r"^\S+ \S+ UDP: \[127\.0\.0\.1\]\S* SNMPv2-MIB::sysUpTime\.0 = .*\t"
-                             r"SNMPv2-MIB::snmpTrapOID\.0 = OID: (\S+)$", text, re.M)
-        assert printed == [f"ZAN-SNMPEXT-MIB::{name}" for name in names]
-        until(lambda: handled.exists() and handled.read_text().count("\n") >= len(names), "the handler")
-        assert re.findall(r"^router 127\.0\.0\.1 \(.*\): event (\d+)$", handled.read_text(), re.M) == [
-            str(event) for event in range(1, 12)]
-        assert handled.read_text().count("\n") == len(names)
-    finally:
-        receiver.terminate()
-        receiver.wait()
+    environment = {"PATH": "/usr/bin:/bin", "ZAN_NOTIFICATIONS": str(handled), "SNMPCONFPATH": str(tmp_path),
+                   "SNMP_PERSISTENT_DIR": str(tmp_path / "persistent"),
+                   "MIBDIRS": f"{base}:{MIB_FILE.parent}"}
+
+    def receive(sink: str, last: str) -> Received:
+        port = free_port()
+        with subprocess.Popen(
+                ["/usr/sbin/snmptrapd", "-f", "-n", "-Lf", str(log), "-C", "-c",
+                 str(tmp_path / "snmptrapd.conf"), f"udp:127.0.0.1:{port}"],
+                env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                stderr=subprocess.DEVNULL) as receiver:
+            try:
+                until(lambda: log.exists() and "NET-SNMP version" in log.read_text(), "snmptrapd")
+                sink = f"{sink} 127.0.0.1:{port} public"
+                agent = make_agent(trap_port=None, extra_configuration=sink).start()
+                for event in EVENTS:
+                    queue.post(event)
+                agent.fire_alarm()
+                until(lambda: re.search(last, log.read_text(), re.M), "the last notification")
+                until(lambda: handled.exists() and handled.read_text().count("\n") >= len(EVENTS),
+                      "the handler")
+            finally:
+                receiver.terminate()
+        return log.read_text(), handled.read_text().splitlines()
+
+    yield receive
 
 
-def test_the_handler_names_what_is_no_event_of_a_router(tmp_path):
+def expected_lines() -> List[str]:
+    """What the handler says of all events, as shipped."""
+    return [f"event {event} (event-{event}, info): The router's event {event}, whose meaning is the "
+            "firmware's matter." for event in EVENTS]
+
+
+def test_snmptrapd_prints_each_notification_by_name_and_calls_the_handler(receive, mib):
+    names = [notification.name for notification in mib.notifications]
+    text, handled = receive("trap2sink", f"{names[-1]}$")
+    # The agent's own start comes first, and is not the routers' handler's business.
+    printed = re.findall(r"^\S+ \S+ UDP: \[127\.0\.0\.1\]\S* SNMPv2-MIB::sysUpTime\.0 = .*\t"
+                         r"SNMPv2-MIB::snmpTrapOID\.0 = OID: (\S+)$", text, re.M)
+    assert printed == [f"ZAN-SNMPEXT-MIB::{name}" for name in names]
+    assert [re.sub(r"^router 127\.0\.0\.1 \(.*?\): ", "", line) for line in handled] == expected_lines()
+
+
+def test_notifications_of_snmpv1_are_told_the_same_events(receive):
+    text, handled = receive("trapsink", r"zanEventArc11\.0\.1")
+    printed = re.findall(r"^\S+ \S+ UDP: \[127\.0\.0\.1\]\S* ZAN-SNMPEXT-MIB::(\S+)", text, re.M)
+    assert printed == [f"zanEventArc{event}.0.1" for event in EVENTS]
+    assert [re.sub(r"^router 127\.0\.0\.1 \(.*?\): ", "", line) for line in handled] == expected_lines()
+
+
+@pytest.mark.parametrize("value, said", [
+    ("ZAN-SNMPEXT-MIB::zanEvent7", "event 7 (door-open, warning): The cabinet's door is open."),
+    ("ZAN-SNMPEXT-MIB::zanEventArc7.0.1", "event 7 (door-open, warning): The cabinet's door is open."),
+    (".1.3.6.1.4.1.4711.14.1.2.7.1", "event 7 (door-open, warning): The cabinet's door is open."),
+    ("iso.3.6.1.4.1.4711.14.1.2.11.0.1", "event 11 (event-11, info): The router's event 11, whose meaning is "
+                                         "the firmware's matter."),
+    ("SNMPv2-MIB::coldStart", "coldStart")])
+def test_the_handler_says_what_the_integrators_say_of_an_event(value, said, tmp_path):
     handled = tmp_path / "handled"
+    events = tmp_path / "events"
+    events.write_text(re.sub(r"(?m)^7 .*", "7 warning door-open The cabinet's door is open.",
+                             (MONITORING / "zan-events.conf").read_text()))
     text = ("manager\nUDP: [192.0.2.7]:44321->[192.0.2.10]:162\nSNMPv2-MIB::sysUpTime.0 0:0:00:01.00\n"
-            "SNMPv2-MIB::snmpTrapOID.0 SNMPv2-MIB::coldStart\n")
-    subprocess.run([MONITORING / "zan-on-notification"], input=text, text=True, check=True,
+            f"SNMPv2-MIB::snmpTrapOID.0 {value}\n")
+    subprocess.run([handled_by(tmp_path / "etc", events)], input=text, text=True, check=True,
                    env={"PATH": "/usr/bin:/bin", "ZAN_NOTIFICATIONS": str(handled)})
-    assert handled.read_text() == "router 192.0.2.7 (manager): SNMPv2-MIB::coldStart\n".replace(
-        "SNMPv2-MIB::", "")
+    assert handled.read_text() == f"router 192.0.2.7 (manager): {said}\n"
+
+
+# --- what the integrators say of the events -----------------------------------------------------------------
+
+def test_everything_about_an_event_is_made_of_one_file(tmp_path, base):
+    """As an integrator would: a copy of the file, edited, given to a build."""
+    events = tmp_path / "mine"
+    line = "7  critical  door-open  The cabinet's door is open (100 % sure, costs $5)."
+    events.write_text(re.sub(r"(?m)^7 .*", line, (MONITORING / "zan-events.conf").read_text()))
+    done = subprocess.run(["cmake", "-S", SOURCE_ROOT, "-B", tmp_path / "build", "-DZAN_BUILD_TESTS=OFF",
+                           f"-DZAN_EVENTS={events}", "-DZAN_ENTERPRISE_NUMBER=4711"],
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
+    assert done.returncode == 0, done.stdout
+    made = tmp_path / "build" / "mibs" / "ZAN-SNMPEXT-MIB.txt"
+    assert made.read_bytes() == zanmib.render(tmp_path, 4711, events).read_bytes()
+    described = zanmib.load(made, base).notifications[6].description
+    assert described[0] == "The cabinet's door is open (100 % sure, costs $5)."
+    translated = (tmp_path / "build" / "monitoring" / "snmptt.conf").read_text()
+    assert "EVENT door-open .1.3.6.1.4.1.4711.14.1.2.7.0.1 \"Status Events\" CRITICAL\n" in translated
+
+
+@pytest.mark.parametrize("line", [
+    "7 fatal name text", "7 info name", '7 info name a "quoted" text', "7 info name a;b", "7 info name a [b]",
+    "7 info name a\\b", "7 info name @ZAN_EVENT_1@", "8 info name text", "7 info na/me text"])
+def test_a_line_that_is_wrong_is_refused_by_both_who_read_it(line, tmp_path):
+    events = tmp_path / "mine"
+    events.write_text(re.sub(r"(?m)^7 .*", lambda _: line, (MONITORING / "zan-events.conf").read_text()))
+    with pytest.raises(zanmib.MibError):
+        zanmib.read_events(events)
+    done = subprocess.run(["cmake", "-S", SOURCE_ROOT, "-B", tmp_path / "build", "-DZAN_BUILD_TESTS=OFF",
+                           f"-DZAN_EVENTS={events}"],
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+    assert done.returncode != 0 and str(events).encode() in done.stdout

@@ -151,21 +151,6 @@ def test_an_agent_that_is_gone_is_an_unreachable_router(stack):
     stack.wait_for_page("does not answer", f">{stack.preview.instance}</h1>")
 
 
-# --- dashboard ----------------------------------------------------------------------------------------------
-
-def test_what_the_dashboard_asks_about_alerts_returns_data(stack):
-    dashboard = json.loads((MONITORING / "grafana" / "zansnmpext-router.json").read_text(encoding="utf-8"))
-    # The alert of a restart is one of its queries.
-    stack.router.set("system/uptime=5.00")
-    expressions = [target["expr"] for panel in dashboard["panels"] for target in panel.get("targets", [])]
-    asked = [each for each in (*expressions, *(note["expr"] for note in dashboard["annotations"]["list"]))
-             if "ALERTS" in each]
-    assert len(asked) == 3
-    for expression in asked:
-        filled = expression.replace("$instance", stack.preview.instance)
-        until(lambda query=filled: stack.preview.query(query), f"data for {filled}")
-
-
 # --- pages --------------------------------------------------------------------------------------------------
 
 def test_the_page_shows_the_router(stack):
@@ -229,3 +214,18 @@ def test_the_script_of_a_page_can_be_read(page, stack, tmp_path):
     (script,) = re.findall(r"<script>(.*?)</script>", stack.preview.page(page), re.S)
     (tmp_path / "page.js").write_text(script)
     subprocess.run(["node", "--check", tmp_path / "page.js"], check=True, timeout=deadline(60))
+
+
+# --- dashboard ----------------------------------------------------------------------------------------------
+
+def test_what_the_dashboard_asks_about_alerts_returns_data(stack):
+    dashboard = json.loads((MONITORING / "grafana" / "zansnmpext-router.json").read_text(encoding="utf-8"))
+    # The alert of a restart is one of its queries; it stays for the rest of these tests.
+    stack.router.set("system/uptime=5.00")
+    expressions = [target["expr"] for panel in dashboard["panels"] for target in panel.get("targets", [])]
+    asked = [each for each in (*expressions, *(note["expr"] for note in dashboard["annotations"]["list"]))
+             if "ALERTS" in each]
+    assert len(asked) == 3
+    for expression in asked:
+        filled = expression.replace("$instance", stack.preview.instance)
+        until(lambda query=filled: stack.preview.query(query), f"data for {filled}")
