@@ -221,10 +221,6 @@ is_installed() {
     [[ $(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null) == installed || -x /usr/bin/$1 ]]
 }
 
-apt_get() {
-    "${AS_ROOT[@]}" env DEBIAN_FRONTEND=noninteractive LC_ALL=C apt-get -y "$@"
-}
-
 # ensure_packages GROUP...: installs what is missing of the groups in scripts/packages, and says what.
 ensure_packages() {
     local listed
@@ -237,9 +233,7 @@ ensure_packages() {
 ensure_installed() {
     [[ -n $INSTALL ]] || return 0
     local package missing=()
-    command -v dpkg-query apt-get >/dev/null ||
-        die "this is not a Debian system: install these packages' like yourself, then use --no-install" \
-            "$*"
+    check_system "$@"
     for package; do
         is_installed "$package" || missing+=("$package")
     done
@@ -248,34 +242,70 @@ ensure_installed() {
     fi
 }
 
-install_packages() {
+# check_system PACKAGE...: the packages are those of Debian 12 and 13, by name and by what they can do.
+check_system() {
+    local id version name reason="its packages are not known to these scripts, only those of Debian 12 and 13 are."
+    id=$(os_release ID) version=$(os_release VERSION_ID) name=$(os_release PRETTY_NAME)
+    case $id-$version in
+        debian-12 | debian-13) return ;;
+        debian-11) reason="its cmake is 3.18, and the build needs 3.21. Debian 12 and 13 are supported." ;;
+    esac
+    die "${name:-this system} is not supported: $reason" "Nothing was installed. Where you have these packages' like:" \
+        "$*" "--no-install tries it with them."
+}
+
+os_release() {
+    sed -nE "s/^$1=\"?([^\"]*)\"?\$/\1/p" /etc/os-release 2>/dev/null
+}
+
+# Sets AS_ROOT, to be put in front of a command that is root's business.
+become_root() {
     AS_ROOT=()
-    if [[ $(id -u) -ne 0 ]]; then
-        command -v sudo >/dev/null ||
-            die "these packages are missing, and only root can install them:" "apt-get install $*"
+    [[ $(id -u) -ne 0 ]] || return 0
+    command -v sudo >/dev/null || return 1
+    AS_ROOT=(sudo)
+}
+
+apt_install() {
+    "${AS_ROOT[@]}" bash "$ZAN_ROOT/scripts/install-packages" "$ZAN_TEMP/installed" "$@"
+}
+
+apt_update() {
+    "${AS_ROOT[@]}" env LC_ALL=C apt-get -y -o DPkg::Lock::Timeout=600 -o APT::Update::Error-Mode=any update
+}
+
+install_packages() {
+    become_root || die "these packages are missing, and only root can install them:" "apt-get install $*"
+    if ((${#AS_ROOT[@]} > 0)); then
         say "sudo may ask for your password: installing packages is root's business."
         sudo -v || die "without sudo these packages have to be installed by root:" "apt-get install $*"
-        AS_ROOT=(sudo)
     fi
+    make_temp
     local text="Installing $*"
     if (($# > 3)); then
         say "These packages are missing:"
         fold -s -w 76 <<<"$*" | sed 's/^/  /'
         text="Installing these $# packages"
     fi
-    if ! step "$text" apt_get install --no-install-recommends "$@" 2>/dev/null; then
+    if ! step "$text" apt_install "$@" 2>/dev/null; then
         # The package lists may be missing or too old.
-        if ! step "Asking for new package lists" apt_get update -o APT::Update::Error-Mode=any; then
+        if ! step "Asking for new package lists" apt_update; then
             die "apt-get cannot reach a package mirror: no network, or no mirror of /etc/apt answers." \
                 "With a network, run this again, or as root: apt-get install $*"
         fi
-        step "$text" apt_get install --no-install-recommends "$@" ||
+        step "$text" apt_install "$@" ||
             die "apt-get could not install these packages; its own words are above." "apt-get install $*"
     fi
-    if [[ " $* " == *" snmpd "* && -d /run/systemd/system ]]; then
-        say "Debian has started its own agent with the package snmpd (on port 161); it is not used here."
-        say "You can stop it with: systemctl disable --now snmpd"
-    fi
+    say_installed "$@"
+}
+
+# What scripts/install-packages has reported.
+say_installed() {
+    local off
+    off=$(sed -n 's/^off: //p' "$ZAN_TEMP/installed")
+    say "Installed $(grep -vc '^off:' "$ZAN_TEMP/installed") packages, with what these depend on. To remove them again:"
+    say "  apt-get autoremove --purge $*"
+    [[ -z $off ]] || say "Their services are off, now and at the next boot: $off."
 }
 
 # debian_sources FORMAT: in apt's own format, what this machine's apt knows of its Debian mirrors.
