@@ -303,8 +303,8 @@ install_packages() {
 say_installed() {
     local off
     off=$(sed -n 's/^off: //p' "$ZAN_TEMP/installed")
-    say "Installed $(grep -vc '^off:' "$ZAN_TEMP/installed") packages, with what these depend on. To remove them again:"
-    say "  apt-get autoremove --purge $*"
+    say "New on this machine: $(grep -vc '^off:' "$ZAN_TEMP/installed") packages. To remove them again:"
+    say "  ${AS_ROOT[*]:+${AS_ROOT[*]} }apt-get autoremove --purge $*"
     [[ -z $off ]] || say "Their services are off, now and at the next boot: $off."
 }
 

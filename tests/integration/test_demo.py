@@ -399,36 +399,147 @@ def test_help_tells_every_option(unchanged: None) -> None:
 
 # --- Packages ----------------------------------------------------------------------------------------
 
-def install(tmp_path: Path, apt_get: str, group: str = "run") -> "subprocess.CompletedProcess[str]":
+POLICY = Path("/usr/sbin/policy-rc.d")
+
+
+@pytest.fixture(name="own_sbin")
+def fixture_own_sbin(tmp_path: Path) -> Iterator[None]:
+    """/usr/sbin with the same programs, but a folder of the test's own, and without a policy for services."""
+    before, own = tmp_path / "before", tmp_path / "own"
+    before.mkdir()
+    own.mkdir()
+    subprocess.run(["mount", "--bind", "/usr/sbin", before], check=True)
+    for program in before.iterdir():
+        if program.name != POLICY.name:
+            (own / program.name).symlink_to(before / program.name)
+    subprocess.run(["mount", "--bind", own, "/usr/sbin"], check=True)
+    yield
+    subprocess.run(["umount", "/usr/sbin"], check=True)
+    subprocess.run(["umount", before], check=True)
+
+
+def installation(tmp_path: Path, apt_get: str, group: str = "run") -> "subprocess.Popen[str]":
     """ensure_packages on a machine without snmpd, with an apt-get that does what the script says."""
     tools = {
-        "dpkg-query": 'case "${!#}" in snmpd) exit 1 ;; *) printf installed ;; esac',
-        "apt-get": f'printf "%s\\n" "$*" >>"{tmp_path}/calls"\n{apt_get}',
+        "dpkg-query": """case "$*" in
+            *-L*) printf "%s\\n" /lib/systemd/system/snmpd.{service,socket} /etc/init.d/snmpd ;;
+            *snmpd) exit 1 ;;
+            *) printf installed ;;
+            esac""",
+        "apt-get": f"""[[ $* != *-s* ]] || {{ echo "Inst snmpd (5.9)"; exit; }}
+            printf "%s\\n" "$*" >>"{tmp_path}/calls"
+            {apt_get}""",
+        "deb-systemd-helper": f'printf "%s\\n" "$*" >>"{tmp_path}/disabled"',
+        "update-rc.d": f'printf "%s\\n" "$*" >>"{tmp_path}/disabled"',
     }
     for name, text in tools.items():
         (tmp_path / name).write_text(f"#!/bin/bash\n{text}\n")
         (tmp_path / name).chmod(0o755)
     (tmp_path / "calls").write_text("")
-    script = f"set -euo pipefail; source {ROOT}/scripts/lib.sh; ensure_packages {group}"
+    script = f"set -euo pipefail; source {shlex.quote(str(ROOT))}/scripts/lib.sh; ensure_packages {group}"
     path = f"{tmp_path}:{os.environ['PATH']}"
-    return subprocess.run(["bash", "-c", script], env={**os.environ, "PATH": path},
-                          capture_output=True, text=True, check=False, timeout=PATIENCE_SECONDS)
+    return subprocess.Popen(["bash", "-c", script], env={**os.environ, "PATH": path}, text=True,
+                            stdout=subprocess.PIPE, stderr=subprocess.PIPE, start_new_session=True)
 
 
+def install(tmp_path: Path, apt_get: str, group: str = "run") -> "subprocess.CompletedProcess[str]":
+    """The same, to its end."""
+    with installation(tmp_path, apt_get, group) as process:
+        output, errors = process.communicate(timeout=PATIENCE_SECONDS)
+    return subprocess.CompletedProcess(process.args, process.returncode, output, errors)
+
+
+@pytest.mark.usefixtures("own_sbin")
 def test_what_is_missing_is_installed_and_named(tmp_path: Path) -> None:
     done = install(tmp_path, "exit 0")
     assert done.returncode == 0
     assert "Installing snmpd ...\n" in done.stdout
-    assert (tmp_path / "calls").read_text() == "-y install --no-install-recommends snmpd\n"
+    assert "New on this machine: 1 packages." in done.stdout
+    assert "\n  apt-get autoremove --purge snmpd\n" in done.stdout
+    assert (tmp_path / "calls").read_text() == (
+        "-y -o DPkg::Lock::Timeout=600 install --no-install-recommends snmpd\n")
 
 
-def test_old_package_lists_are_renewed(tmp_path: Path) -> None:
-    done = install(tmp_path, f'[[ $2 == update ]] && touch {tmp_path}/new; [[ -e {tmp_path}/new ]]')
+@pytest.mark.usefixtures("own_sbin")
+def test_services_of_new_packages_are_off_and_no_others(tmp_path: Path) -> None:
+    done = install(tmp_path, f"""for unit in snmpd snmpd.service snmpd.socket cron.service; do
+        {POLICY} $unit start; echo "$unit $?" >>{tmp_path}/policy; done""")
+    assert done.returncode == 0
+    assert (tmp_path / "policy").read_text().splitlines() == [
+        "snmpd 101", "snmpd.service 101", "snmpd.socket 101", "cron.service 0"]
+    assert not POLICY.exists()
+    assert sorted((tmp_path / "disabled").read_text().splitlines()) == [
+        "disable snmpd.service", "disable snmpd.socket", "snmpd disable"]
+    assert "off, now and at the next boot: snmpd.\n" in done.stdout
+
+
+@pytest.mark.usefixtures("own_sbin")
+def test_the_policy_of_an_administrator_stays_as_it_is(tmp_path: Path) -> None:
+    POLICY.write_text("#!/bin/sh\nexit 104\n")
+    POLICY.chmod(0o755)
+    done = install(tmp_path, f"{POLICY} snmpd start; [[ $? -eq 104 ]]")
     assert (done.returncode, done.stderr) == (0, "")
-    assert [line.split()[1] for line in (tmp_path / "calls").read_text().splitlines()] == [
+    assert POLICY.read_text() == "#!/bin/sh\nexit 104\n"
+    POLICY.unlink()
+
+
+@pytest.mark.usefixtures("own_sbin")
+@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM])
+def test_an_interrupted_installation_leaves_no_policy(tmp_path: Path, number: signal.Signals) -> None:
+    with installation(tmp_path, f"touch {tmp_path}/begun; exec sleep 1000") as process:
+        until((tmp_path / "begun").exists)
+        forbidden = POLICY.exists()
+        os.killpg(process.pid, number)
+        process.communicate(timeout=PATIENCE_SECONDS)
+    assert forbidden and process.returncode != 0
+    until(lambda: not POLICY.exists())
+
+
+@pytest.mark.usefixtures("own_sbin")
+def test_a_policy_that_was_left_is_without_effect_and_replaced(tmp_path: Path) -> None:
+    with installation(tmp_path, f"touch {tmp_path}/begun; exec sleep 1000") as process:
+        until((tmp_path / "begun").exists)
+        os.killpg(process.pid, signal.SIGKILL)
+    assert subprocess.run([POLICY, "snmpd.service", "start"], check=False).returncode == 0
+    assert install(tmp_path, "exit 0").returncode == 0
+    assert not POLICY.exists()
+
+
+@pytest.mark.parametrize("system, reason", [
+    ('ID=debian\nVERSION_ID="11"\nPRETTY_NAME="Debian 11"', "Debian 11 is not supported: its cmake is 3.18"),
+    ('ID=another\nVERSION_ID="12"\nPRETTY_NAME="Another 12"', "Another 12 is not supported: its packages"),
+    ("", "this system is not supported: its packages")])
+def test_another_system_is_refused_before_anything_is_installed(tmp_path: Path, system: str, reason: str) -> None:
+    (tmp_path / "os-release").write_text(system + "\n")
+    subprocess.run(["mount", "--bind", tmp_path / "os-release", "/etc/os-release"], check=True)
+    try:
+        done = install(tmp_path, "exit 0")
+    finally:
+        subprocess.run(["umount", "/etc/os-release"], check=True)
+    assert (done.returncode, done.stdout, (tmp_path / "calls").read_text()) == (1, "", "")
+    assert reason in done.stderr and "--no-install" in done.stderr and " snmpd\n" in done.stderr
+
+
+@pytest.mark.parametrize("version", ["12", "13"])
+@pytest.mark.usefixtures("own_sbin")
+def test_the_supported_systems_are_supported(tmp_path: Path, version: str) -> None:
+    (tmp_path / "os-release").write_text(f'ID=debian\nVERSION_ID="{version}"\n')
+    subprocess.run(["mount", "--bind", tmp_path / "os-release", "/etc/os-release"], check=True)
+    try:
+        assert install(tmp_path, "exit 0").returncode == 0
+    finally:
+        subprocess.run(["umount", "/etc/os-release"], check=True)
+
+
+@pytest.mark.usefixtures("own_sbin")
+def test_old_package_lists_are_renewed(tmp_path: Path) -> None:
+    done = install(tmp_path, f'[[ $* != *update* ]] || touch {tmp_path}/new; [[ -e {tmp_path}/new ]]')
+    assert (done.returncode, done.stderr) == (0, "")
+    assert re.findall("install|update", (tmp_path / "calls").read_text().replace("--no-install", "")) == [
         "install", "update", "install"]
 
 
+@pytest.mark.usefixtures("own_sbin")
 def test_no_network_for_packages_is_told(tmp_path: Path) -> None:
     done = install(tmp_path, "echo 'Temporary failure resolving the mirror'; exit 100")
     assert done.returncode == 1
@@ -437,8 +548,9 @@ def test_no_network_for_packages_is_told(tmp_path: Path) -> None:
     assert "apt-get install snmpd" in done.stderr
 
 
+@pytest.mark.usefixtures("own_sbin")
 def test_a_package_that_cannot_be_installed_is_told(tmp_path: Path) -> None:
-    done = install(tmp_path, "[[ $2 == update ]] || { echo 'Unable to locate package snmpd'; exit 100; }")
+    done = install(tmp_path, "[[ $* == *update* ]] || { echo 'Unable to locate package snmpd'; exit 100; }")
     assert done.returncode == 1
     assert "Unable to locate package snmpd" in done.stderr
     assert "apt-get could not install these packages" in done.stderr
