@@ -507,9 +507,9 @@ def test_a_policy_that_was_left_is_without_effect_and_replaced(tmp_path: Path) -
 
 @pytest.mark.parametrize("system, reason", [
     ('ID=debian\nVERSION_ID="11"\nPRETTY_NAME="Debian 11"', "Debian 11 is not supported: its cmake is 3.18"),
-    ('ID=another\nVERSION_ID="12"\nPRETTY_NAME="Another 12"', "Another 12 is not supported: its packages"),
+    ('ID=another\nVERSION_ID="12"\nPRETTY_NAME=Another', "Another is not supported: its packages"),
     ("", "this system is not supported: its packages")])
-def test_another_system_is_refused_before_anything_is_installed(tmp_path: Path, system: str, reason: str) -> None:
+def test_another_system_is_refused_untouched(tmp_path: Path, system: str, reason: str) -> None:
     (tmp_path / "os-release").write_text(system + "\n")
     subprocess.run(["mount", "--bind", tmp_path / "os-release", "/etc/os-release"], check=True)
     try:
@@ -517,7 +517,8 @@ def test_another_system_is_refused_before_anything_is_installed(tmp_path: Path, 
     finally:
         subprocess.run(["umount", "/etc/os-release"], check=True)
     assert (done.returncode, done.stdout, (tmp_path / "calls").read_text()) == (1, "", "")
-    assert reason in done.stderr and "--no-install" in done.stderr and " snmpd\n" in done.stderr
+    assert reason in done.stderr
+    assert " snmpd " in done.stderr and "--no-install" in done.stderr
 
 
 @pytest.mark.parametrize("version", ["12", "13"])
