@@ -78,6 +78,16 @@ TEST_P(CasesTest, ReadAsTold)
     }
 }
 
+TEST_F(ObjectsTest, RawZeroByteInATextOfTheAnswerIsKept)
+{
+    for (const Object& object : allObjects()) {
+        if (object.name == "zanRouterSerialNumber") {
+            freshResult(std::string("{\"system\": {\"deviceId\": \"a\0b\"}}", 31));
+            EXPECT_EQ(get(object), octets(std::string("a\0b", 3)));
+        }
+    }
+}
+
 // Failures of the API.
 
 TEST_F(ObjectsTest, WithTheApiDownEveryObjectHasItsFallback)

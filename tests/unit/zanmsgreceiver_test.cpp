@@ -269,6 +269,19 @@ TEST_F(ReceiverTest, QueueMadeAgainIsStillAReadError)
 
 // Draining.
 
+TEST_F(ReceiverTest, EventZeroIsRefusedByTheKernelAndNeverArrives)
+{
+    inFreshProcess([this] {
+        open();
+        constexpr long zero = 0; // what getNextMsg returns for an empty queue
+        EXPECT_EQ(msgsnd(queue, &zero, 0, IPC_NOWAIT), -1);
+        EXPECT_EQ(errno, EINVAL);
+        post(queue, 3);
+        receiver.consumeMessages();
+        EXPECT_EQ(notifiedEvents(), std::vector<long>{3});
+    });
+}
+
 TEST_F(ReceiverTest, ThreeMessagesAreDispatchedInTheOrderPosted)
 {
     inFreshProcess([this] {
