@@ -146,6 +146,12 @@ def test_the_agent_takes_the_log_options_that_documents_name(tmp_path):
     assert refused == []
 
 
+def test_the_command_that_shows_the_log_is_debian_s_but_for_one_option():
+    unit = Path("/usr/lib/systemd/system/snmpd.service").read_text(encoding="utf-8")
+    command = re.search(r"^ExecStart=.* -LOw .*$", unit, re.M)[0]
+    assert command.replace("-LOw", "-LSwd") in code_of(DOCS / "operations.md")
+
+
 def test_the_changelog_begins_with_this_version():
     newest = re.search(r"^## (\S+) - (\d{4}-\d\d-\d\d)$", (ROOT / "CHANGELOG.md").read_text("utf-8"), re.M)
     assert newest[1] == version()
