@@ -6,7 +6,7 @@ from typing import Dict, List
 import pytest
 
 from harness import CACHE_LIFETIME, ERROR
-from harness.router import DHCP, QUERIES, SCALAR, SCALARS, TABLE, Scalar, router
+from harness.router import QUERIES, SCALARS, Scalar, router
 from harness.snmp import NO_SUCH_INSTANCE
 from model.cases import OBJECTS, all_cases, instance, query, value
 
@@ -56,19 +56,6 @@ def test_what_needs_no_query_survives_an_unreachable_api(agent, api):
         if scalar.query is None:
             assert agent.client.value(scalar.instance) == scalar.expected
     assert agent.take(ERROR) == b""
-
-
-def test_the_dhcp_scalar_and_the_leases_share_one_request(agent, api):
-    agent.client.get(SCALAR["zanDHCPServerEnabled"].instance)
-    assert len(agent.client.walk(TABLE["zanDHCPServerLeasesTable"].oid)) == 12
-    assert api.count(DHCP) == 1
-
-
-def test_the_dhcp_scalar_answers_from_a_reply_without_leases(agent, api):
-    api.fields["dhcp"] = {"enabled": True}
-    assert agent.client.walk(TABLE["zanDHCPServerLeasesTable"].oid) == []
-    assert agent.client.value(SCALAR["zanDHCPServerEnabled"].instance) == b"True"
-    assert api.count(DHCP) == 1
 
 
 def test_a_walk_asks_each_query_once(agent, api):

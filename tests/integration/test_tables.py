@@ -8,8 +8,11 @@ import pytest
 from harness import CACHE_LIFETIME, DEBUG, ERROR, OBJECTS, SnmpClient, faults
 from harness.messages import PERFORM_FAILED
 from harness.router import DHCP, QUERIES, SCALAR, SCALARS, SYSLOG, TABLE, TABLES, expected_tree, triples
-from harness.snmp import (END_OF_MIB_VIEW, INTEGER, NO_SUCH_INSTANCE, NO_SUCH_OBJECT, NOT_WRITABLE, TIMETICKS,
-                          VarBind, encode_integer, oid)
+from harness.snmp import (END_OF_MIB_VIEW, INTEGER, NO_SUCH_INSTANCE, NO_SUCH_OBJECT, NOT_WRITABLE, VarBind,
+                          encode_integer, oid)
+from model.cases import OBJECTS as MODELLED, all_cases, result, value
+from model.generator import answer_with
+from model.tables import CONTENTS, cells
 
 LEASES = TABLE["zanDHCPServerLeasesTable"]
 ROUTES = TABLE["zanStaticRoutesTable"]
@@ -198,107 +201,21 @@ def test_getbulk_repeats_over_several_tables_at_once(agent):
         (OPENVPN.cell(2, 2), b"ovpn-b"), (ROUTES.cell(2, 2), b"route-b")]
 
 
-# --- rows and cells of every kind ---------------------------------------------------------------------------
+# --- rows of every kind -------------------------------------------------------------------------------------
 
-#: A row of the API and the texts of a tunnel's columns 2 and 3.
-TUNNEL_ROWS = [
-    ({"name": "plain", "enabled": True}, "plain", "True"),
-    ({"name": "plain", "enabled": False}, "plain", "False"),
-    ({}, "", "False"),
-    ({"enabled": True}, "", "True"),
-    ({"name": "lonely"}, "lonely", "False"),
-    ({"name": None, "enabled": None}, "", "False"),
-    ({"name": "", "enabled": 1}, "", "True"),
-    ({"name": 42, "enabled": 0}, "42", "False"),
-    ({"name": -1.5, "enabled": 0.5}, "-1.5", "True"),
-    ({"name": True, "enabled": "true"}, "true", "Unknown"),
-    ({"name": ["a"], "enabled": ""}, "Unknown", "Unknown"),
-    ({"name": {}, "enabled": []}, "Unknown", "Unknown"),
-    ({"name": "Ünï ✓", "enabled": {}}, "Ünï ✓", "Unknown"),
-    ({"name": "x" * 3000, "enabled": True, "other": 1}, "x" * 3000, "True"),
-    (None, "", "False"),
-    ("text", "Unknown", "Unknown"),
-    (7, "Unknown", "Unknown"),
-    (True, "Unknown", "Unknown"),
-    (["name"], "Unknown", "Unknown"),
-    ([], "Unknown", "Unknown"),
-]
-
-
-@pytest.mark.parametrize("table", TUNNELS, ids=name_of)
-def test_rows_of_a_tunnel_table(agent, api, table):
-    put(api, table, [row for row, _, _ in TUNNEL_ROWS])
-    seen = [(position, name, enabled) for position, (_, name, enabled) in enumerate(TUNNEL_ROWS)]
-    assert walk(agent, table) == table.expected(seen)
+@pytest.mark.parametrize("table", ARRAYS, ids=name_of)
+def test_rows_of_every_kind_stand_beside_each_other(agent, api, table):
+    firsts = [CONTENTS[table.name].rows(result(case)) for case in all_cases()
+              if MODELLED[case.object].table == table.name and value(case) is not None]
+    rows = [first[0] for first in firsts]
+    whole = {"dhcp": {"leases": rows}} if table is LEASES else {table.query.partition("=")[2]: rows}
+    answer_with(api, table.query, whole)
+    assert len(rows) > 30
+    assert walk(agent, table) == sorted((name, *cell) for name, cell in cells(table, whole).items())
     assert agent.take(ERROR) == b""
-
-
-def test_a_route_is_true_whatever_its_fields_say(agent, api):
-    put(api, ROUTES, [row for row, _, _ in TUNNEL_ROWS])
-    seen = [(position, name, "True") for position, (_, name, _) in enumerate(TUNNEL_ROWS)]
-    assert walk(agent, ROUTES) == ROUTES.expected(seen)
-
-
-LEASE_ROWS = [
-    # a row of the API, columns 2, 3 and 4
-    ({"ip": "10.0.0.1", "mac": "aa", "expiration": 3600}, "10.0.0.1", "aa", 360000),
-    ({}, "", "", 0),
-    ({"ip": 10, "mac": False}, "10", "false", 0),
-    ({"ip": {}, "mac": [], "expiration": "3600"}, "Unknown", "Unknown", 0),
-    ({"expiration": 50000000}, "", "", 705032704),
-    ({"expiration": 42949672}, "", "", 4294967200),
-    ({"expiration": 42949673}, "", "", 4),
-    ({"expiration": 4294967295}, "", "", 4294967196),
-    ({"expiration": 4294967296}, "", "", 0),
-    ({"expiration": 21474837}, "", "", 2147483700),
-    ({"expiration": -1}, "", "", 0),
-    ({"expiration": 1.9}, "", "", 100),
-    ({"expiration": True}, "", "", 100),
-    ({"expiration": None}, "", "", 0),
-    ({"expiration": []}, "", "", 0),
-    ({"expiration": {}}, "", "", 0),
-    (None, "", "", 0),
-    ("text", "Unknown", "Unknown", 0),
-    (7, "Unknown", "Unknown", 0),
-    (["ip"], "Unknown", "Unknown", 0),
-]
-
-
-def test_rows_of_the_leases_table(agent, api):
-    put(api, LEASES, [row[0] for row in LEASE_ROWS])
-    assert walk(agent, LEASES) == LEASES.expected([(i, *row[1:]) for i, row in enumerate(LEASE_ROWS)])
-    assert agent.take(ERROR) == b""
-
-
-def test_an_expiration_of_one_hour_is_360000_ticks(agent, api):
-    put(api, LEASES, [{"expiration": 3600}])
-    assert agent.client.get(LEASES.cell(4, 1)) == [VarBind(LEASES.cell(4, 1), TIMETICKS, b"\x05\x7e\x40")]
-
-
-def test_an_expiration_beyond_32_bits_of_ticks_wraps(agent, api):
-    put(api, LEASES, [{"expiration": 50000000}])
-    assert agent.client.value(LEASES.cell(4, 1)) == 5_000_000_000 % 2**32
 
 
 # --- no rows ------------------------------------------------------------------------------------------------
-
-@pytest.mark.parametrize("rows", [{"name": "x"}, {}, "text", "", 5, 0, True, False, None, 1.5],
-                         ids=lambda value: repr(value))
-@pytest.mark.parametrize("table", ARRAYS, ids=name_of)
-def test_what_is_no_array_is_an_empty_table_and_no_log_line(agent, api, table, rows):
-    put(api, table, rows)
-    assert walk(agent, table) == []
-    assert agent.client.get(table.cell(1, 1))[0].tag == NO_SUCH_INSTANCE
-    assert agent.take(ERROR) == b""
-
-
-@pytest.mark.parametrize("result", [None, {}, [], "text", 5], ids=lambda value: repr(value))
-@pytest.mark.parametrize("table", ARRAYS, ids=name_of)
-def test_a_result_without_the_table_is_an_empty_table_and_no_log_line(agent, api, table, result):
-    api.results[table.query] = result
-    assert walk(agent, table) == []
-    assert agent.take(ERROR) == b""
-
 
 @pytest.mark.parametrize("table", TABLES, ids=name_of)
 def test_with_the_api_down_a_table_is_empty_and_no_error(agent, api, table):
@@ -319,61 +236,6 @@ def test_with_the_api_down_a_walk_holds_the_scalars_and_no_cell(agent, api):
     assert triples(agent.client.walk(OBJECTS, max_repetitions=20)) == [scalar.failed for scalar in SCALARS]
     requests = agent.take(DEBUG).count(b"executing")
     assert agent.take(ERROR) == PERFORM_FAILED * requests
-
-
-# --- remote syslog destinations -----------------------------------------------------------------------------
-
-LEVELS = [
-    (-2147483648, "MINIMUM"), (-5, "MINIMUM"), (0, "MINIMUM"), (9, "MINIMUM"), (9.99, "MINIMUM"),
-    (10, "ERROR"), (19, "ERROR"), (20, "WARNING"), (29, "WARNING"), (30, "INFO"), (35, "INFO"), (39, "INFO"),
-    (40, "DEBUG"), (49, "DEBUG"), (50, "MAXIMUM"), (2147483647, "MAXIMUM"), (True, "MINIMUM"),
-    (None, "MINIMUM"),
-]
-
-
-@pytest.mark.parametrize("level, name", LEVELS, ids=lambda value: repr(value))
-def test_a_log_level_has_a_name(agent, api, level, name):
-    api.fields["syslog"]["logLevel"] = level
-    assert agent.client.value(SYSLOG_TABLE.cell(5, 1)) == name.encode()
-
-
-SYSLOG_SETTINGS = [
-    # the settings object, columns 3, 5 and 6
-    ({"ipAddress": "10.0.0.5", "enabled": True, "logLevel": 35}, "10.0.0.5", "INFO", "True"),
-    ({"ipAddress": "10.0.0.5", "enabled": False, "logLevel": 35}, "10.0.0.5", "INFO", "False"),
-    ({"ipAddress": "", "enabled": 1, "logLevel": 10}, "", "ERROR", "True"),
-    ({"ipAddress": 7, "enabled": 0}, "7", "MINIMUM", "False"),
-    ({"ipAddress": True, "enabled": 0.1}, "true", "MINIMUM", "True"),
-    ({"ipAddress": None, "enabled": None}, "", "MINIMUM", "False"),
-    ({"port": 6514, "alias": "mine"}, "", "MINIMUM", "False"),
-    ({}, "", "MINIMUM", "False"),
-    (None, "", "MINIMUM", "False"),
-]
-
-
-@pytest.mark.parametrize("settings, host, level, enabled", SYSLOG_SETTINGS, ids=name_of)
-def test_the_syslog_settings_are_one_row(agent, api, settings, host, level, enabled):
-    api.fields["syslog"] = settings
-    assert walk(agent, SYSLOG_TABLE) == SYSLOG_TABLE.expected([(0, "remote", host, 514, level, enabled)])
-    assert agent.client.get(SYSLOG_TABLE.cell(1, 2))[0].tag == NO_SUCH_INSTANCE
-
-
-def test_a_result_without_syslog_is_still_one_row(agent, api):
-    del api.fields["syslog"]
-    assert walk(agent, SYSLOG_TABLE) == SYSLOG_TABLE.expected([(0, "remote", "", 514, "MINIMUM", "False")])
-
-
-@pytest.mark.parametrize("settings", [
-    {"enabled": "true"}, {"enabled": []}, {"enabled": {}},
-    {"logLevel": "35"}, {"logLevel": []}, {"logLevel": {}}, {"logLevel": 2147483648},
-    {"logLevel": -2147483649},
-    {"ipAddress": ["10.0.0.5"]}, {"ipAddress": {}},
-    "text", 5, True, [], [{"ipAddress": "10.0.0.5"}]], ids=lambda value: repr(value))
-def test_syslog_settings_that_cannot_be_converted_are_an_empty_table(agent, api, settings):
-    api.fields["syslog"] = settings
-    assert walk(agent, SYSLOG_TABLE) == []
-    assert agent.client.get(SYSLOG_TABLE.cell(2, 1))[0].tag == NO_SUCH_INSTANCE
-    assert agent.take(ERROR) == b""
 
 
 # --- requests to the API ------------------------------------------------------------------------------------
