@@ -155,8 +155,14 @@ Variable Request::ask() const
     Variable variable(SNMP_MALLOC_TYPEDEF(netsnmp_variable_list));
     snmp_set_var_objid(variable.get(), name.data(), name.size());
     variable->type = ASN_NULL;
+    static long transaction = 0;
+    netsnmp_pdu pdu{};
+    pdu.transid = ++transaction; // a question of its own each time
+    netsnmp_agent_session session{};
+    session.pdu = &pdu;
     netsnmp_agent_request_info requestInfo{};
     requestInfo.mode = requestMode;
+    requestInfo.asp = &session;
     netsnmp_request_info request{};
     request.requestvb = variable.get();
     request.agent_req_info = &requestInfo;

@@ -2,12 +2,18 @@
 
 #include "zantable.h"
 
+#include <json/value.h>
+
+#include <string>
+
+/// DHCP server: its switch and its leases.
 namespace zansnmp {
 
-/// The query accessor of the DHCP server, shared by its switch and its leases table.
-/// @param[out] out  the `result` with `dhcp`
-/// @return false when the API failed
+/// The query accessor: of `dhcp`.
 bool dhcpData(Json::Value& out);
+
+/// Whether the DHCP server is on: "True" or "False".
+std::string zanDHCPServerEnabled();
 
 } // namespace zansnmp
 

@@ -4,6 +4,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <string>
 
 namespace zansnmp {
@@ -17,6 +19,37 @@ constexpr const char* apiSocket = "/var/run/api/http.sock";
 /// The full URL of a request.
 /// @param pathAndQuery  what to ask for, such as "/api?fields=system"
 std::string apiUrl(const char* pathAndQuery);
+
+/// A JSON value that all its readers share. Nobody can change it, and it lives as long as one of them holds
+/// it, whatever its query fetches meanwhile.
+using SharedJson = std::shared_ptr<const Json::Value>;
+
+/// One request of a manager (one PDU): a question about one moment of the router.
+///
+/// Within a question a query decides once whether its last answer is still fresh; whatever else the question
+/// wants of that query, scalars or rows of a table, comes from the same answer, however long the question
+/// takes. Failures are not remembered: the next object of the question tries again.
+///
+/// Who answers a request begins its question, by keeping a Question for as long as it is at work: the
+/// scalars' handler and, on top of each table's handlers, one of the table pattern. Outside of questions (at
+/// the start, say) a query looks at the clock each time it is asked.
+class Question {
+public:
+    /// Begins a question, or goes on with it.
+    /// @param transaction  the agent's number of the request (`transid` of its PDU): the same at all steps
+    /// that
+    ///                     answer it, of which a GETBULK takes many
+    explicit Question(long transaction) noexcept { current = transaction; }
+    ~Question() { current.reset(); }
+
+    Question(const Question&) = delete;
+    Question& operator=(const Question&) = delete;
+
+private:
+    friend class ZanCachedData;
+
+    static std::optional<long> current; ///< the transaction that is being answered
+};
 
 /// One query of the router's local management API, with the `result` of its last successful answer.
 ///
@@ -35,8 +68,8 @@ public:
 
     /// Gives the query's `result`, from the cache or, when that has expired, from the API.
     ///
-    /// @param[out] out  a copy of the `result`; after a failure one of the last good `result` (null when
-    ///                  there was none), which callers do not use
+    /// @param[out] out  a copy of the `result`, the caller's own; after a failure one of the last good
+    ///                  `result` (null when there was none), which callers do not use
     /// @return true when `out` holds a fresh or still valid result; false on every failure of the API, which
     ///         is then in the log
     /// @throws Json::Exception  when the answer is no object or nests too deeply for the parser, or when its
@@ -44,56 +77,20 @@ public:
     /// @throws std::bad_alloc
     bool get(Json::Value& out);
 
-    /// Whether `get` would answer now without asking the API.
-    bool isCached() const;
-
-    /// How many fetches have succeeded so far. Whoever keeps something made from a result learns here whether
-    /// that is still the result of the last fetch.
-    std::uint32_t fetchCount() const { return fetches; }
+    /// The same without a copy, for those who only read.
+    /// @return the `result`; no value at all (a null pointer) when `get` would return false
+    /// @throws what `get` throws
+    SharedJson result();
 
 private:
-    friend class BorrowedResult;
-
-    bool isFresh(std::uint32_t now) const { return now - lastUpdate < lifetime; }
-    void giveCopy(Json::Value& out);
+    bool refresh();
 
     std::string url;              ///< the full request URL
     std::uint32_t lifetime;       ///< seconds
     std::uint32_t lastUpdate = 0; ///< uptime at the last good fetch, in seconds; 0 if new or after a failure
-    Json::Value cache;            ///< `result` of the last successful answer; null before the first
-    std::uint32_t fetches = 0;    ///< successful fetches so far
-    Json::Value spare;            ///< a copy of `cache` to give away; null when there is none
-};
-
-/// A variable for the result of one query that gives it back when it goes out of scope.
-///
-/// Every GET of a scalar wants the whole `result` of its query for a moment, to read one member of it.
-/// Copying it costs more than all else that the module does in a warm GET, the reading of the clock left out,
-/// and with many leases far more than that too. So what `get` has copied into `value()` returns to its query,
-/// unless that has made a new fetch meanwhile, and the next `get` hands the same copy out again.
-///
-/// A local variable only: the innermost one is the one that borrows. Whoever borrows may not change
-/// `value()`.
-class BorrowedResult {
-public:
-    BorrowedResult() noexcept;
-    ~BorrowedResult();
-
-    BorrowedResult(const BorrowedResult&) = delete;
-    BorrowedResult& operator=(const BorrowedResult&) = delete;
-
-    /// Null at first; for `get` to fill.
-    Json::Value& value() { return result; }
-
-private:
-    friend class ZanCachedData;
-
-    static BorrowedResult* innermost; ///< of those alive; null without one. Not owned
-
-    Json::Value result;              ///< what is borrowed
-    BorrowedResult* outer;           ///< the innermost one before; not owned
-    ZanCachedData* lender = nullptr; ///< whose `get` has filled `result`; null after none. Not owned
-    std::uint32_t fetch = 0;         ///< the lender's fetch that `result` is a copy of
+    SharedJson cache;             ///< `result` of the last successful answer; null before the first
+    std::optional<long>
+        questioned; ///< the last question that `cache` was found fresh in; none outside of one
 };
 
 /// libcurl's write function (a curl_write_callback): appends `size * count` bytes to the response buffer.

@@ -19,39 +19,33 @@ constexpr std::array<oid, 9> moduleRoot{1, 3, 6, 1, 4, 1, ZAN_ENTERPRISE_NUMBER,
 constexpr oid objectsArc = 1;
 constexpr oid notificationsArc = 2;
 
-/// The OID made of the module root and `arcs` below it.
-template <class... Arcs>
-constexpr std::array<oid, moduleRoot.size() + sizeof...(Arcs)> belowRoot(Arcs... arcs) noexcept
-{
-    std::array<oid, moduleRoot.size() + sizeof...(Arcs)> result{};
-    std::size_t length = 0;
-    for (const oid arc : moduleRoot) {
-        result[length++] = arc;
-    }
-    ((result[length++] = static_cast<oid>(arcs)), ...);
-    return result;
-}
-
-/// An OID of an object or a table: of either length, in storage of its own.
-struct ObjectOid {
+/// An OID at or below the module root, in storage of its own.
+struct ModuleOid {
     /// The longest: an object in a subgroup of a group.
     static constexpr std::size_t maxLength = 13;
 
-    std::array<oid, maxLength> arcs{}; ///< The OID, filled with 0 behind its last arc.
+    std::array<oid, maxLength> arcs{}; ///< The OID, filled with 0 after its last arc.
     std::size_t length = 0;            ///< How many of the arcs count.
 };
 
-/// The OID root.1.`arcs` of an object or table: group arc first, without the instance.
+/// The OID made of the module root and `arcs` below it.
 template <class... Arcs>
-constexpr ObjectOid objectOid(Arcs... arcs) noexcept
+constexpr ModuleOid belowRoot(Arcs... arcs) noexcept
 {
-    constexpr std::size_t length = moduleRoot.size() + 1 + sizeof...(Arcs);
-    static_assert(length <= ObjectOid::maxLength, "no object lies deeper");
-    ObjectOid result;
-    for (const oid arc : belowRoot(objectsArc, arcs...)) {
+    static_assert(moduleRoot.size() + sizeof...(Arcs) <= ModuleOid::maxLength, "nothing lies deeper");
+    ModuleOid result;
+    for (const oid arc : moduleRoot) {
         result.arcs[result.length++] = arc;
     }
+    ((result.arcs[result.length++] = static_cast<oid>(arcs)), ...);
     return result;
+}
+
+/// The OID root.1.`arcs` of an object or table: group arc first, without the instance.
+template <class... Arcs>
+constexpr ModuleOid objectOid(Arcs... arcs) noexcept
+{
+    return belowRoot(objectsArc, arcs...);
 }
 
 } // namespace zansnmp

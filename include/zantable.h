@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zanjsondb.h"
+#include "zangetter.h"
 #include "zanroot.h"
 
 #include <net-snmp/net-snmp-config.h>
@@ -9,10 +9,8 @@
 
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 
-#include <json/value.h>
-
-#include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 
 /// Marks what the agent finds by its name; everything else stays inside the module.
@@ -23,7 +21,7 @@ namespace zansnmp {
 /// The iterator's loop context: one walk over the rows of a table. Made by the get-first hook with `new`,
 /// owned by the agent's iterator helper from then on, deleted by the table's loop-free hook.
 struct ZanTableLoopContext {
-    Json::Value rows;           ///< a private copy of the API's array
+    SharedJson rows;            ///< the walk's share of the API's array, which no fetch changes
     std::int32_t position = -1; ///< zero-based position of the current row; -1 before the first
 };
 
@@ -31,7 +29,7 @@ struct ZanTableLoopContext {
 /// owned by the agent's iterator helper from then on, deleted by the table's data-free hook.
 struct ZanTableRowContext {
     std::int32_t position; ///< zero-based position of the row in the array
-    Json::Value row;       ///< a private copy of the array's element, normally an object
+    SharedJson row;        ///< the cell's share of the array's element, normally an object
 };
 
 /// Sets a text into the variable of a request; "Unknown" when there is no memory for the library's copy of
@@ -64,59 +62,36 @@ struct TableHooks {
     Netsnmp_Node_Handler* handler;
 };
 
-/// A conceptual table whose rows are the elements of one JSON array, indexed by their position from 1: all
-/// that its hooks share. One object per table, living as long as the module.
-class Table {
-public:
-    /// What distinguishes one table from another.
-    struct Description {
-        const char* name;             ///< the table's name, and the prefix of its hooks
-        const char* sourceTag;        ///< the source file's tag in trace lines
-        const char* allocationCaller; ///< whom the message of a failed allocation names
-        ObjectOid oid;                ///< where the table is registered
-        const Column* columns;        ///< column 1 and those behind it
-        unsigned columnCount;
+/// A conceptual table whose rows are the elements of one JSON array, indexed by their position from 1: what
+/// distinguishes it from the others, and what its hooks share with theirs.
+struct Table {
+    const char* name;                      ///< the table's name, and the prefix of its hooks
+    const char* sourceTag;                 ///< the source file's tag in trace lines
+    const char* allocationCaller;          ///< whom the message of a failed allocation names
+    ModuleOid oid;                         ///< where the table is registered
+    std::initializer_list<Column> columns; ///< column 1 and those after it; not owned
 
-        /// The table's query. Made on first use; may throw std::bad_alloc then.
-        ZanCachedData& (*query)();
-        /// Takes the rows out of the query's `result`, which is the caller's own and may be moved from. What
-        /// is returned may be of any type; may throw anything.
-        Json::Value (*rows)(Json::Value& result);
-    };
-
-    explicit Table(const Description& description) noexcept : table(description) {}
+    /// Gets the rows from the table's query. What it returns may be a value of any type, but is never null;
+    /// it may throw anything.
+    SharedJson (*rows)();
 
     /// Registers the table with the agent. An allocation that fails is logged and leaves it unregistered.
     void registerWith(const TableHooks& hooks) const;
 
-    /// The get-first hook: loads the rows and moves to the first.
+    /// The get-first hook: gets the rows and moves to the first.
     /// @param[out] loopContext  the walk's new ZanTableLoopContext, the caller's to free through the
-    ///                          loop-free hook; untouched when the rows could not be loaded
+    ///                          loop-free hook; untouched when the rows cannot be had
     /// @param index             the variable that receives the row's index; not owned
-    /// @return `index`; null when the rows could not be loaded (which is not logged here) or there are none
-    netsnmp_variable_list* getFirst(void** loopContext, netsnmp_variable_list* index) noexcept;
-
-    /// The loop-free hook: ends a walk. Null is no walk.
-    void freeLoop(void* loopContext) noexcept;
+    /// @return `index`; null when the rows cannot be had (which is not logged here) or there are none
+    netsnmp_variable_list* getFirst(void** loopContext, netsnmp_variable_list* index) const noexcept;
 
     /// The handler: answers the cells that GET asks for. Always SNMP_ERR_NOERROR.
     int handle(netsnmp_agent_request_info* requestInfo, netsnmp_request_info* requests) const noexcept;
-
-private:
-    Json::Value load();
-    void answer(netsnmp_agent_request_info* requestInfo, netsnmp_request_info* request) const;
-
-    Description table;
-
-    // A GETNEXT starts a walk of its own, so that a manager's walk of n rows loads the table more than n
-    // times. To copy the array each time would cost n copies of n rows. So the private copy of a walk that
-    // has ended is kept here, and the next walk takes it over while the cache still holds the fetch that it
-    // was made from. Copies are only made when there is none to take over: once per fetch, and for a second
-    // walk alive at the same time.
-    Json::Value spareRows;                       ///< an array, or null when there are none
-    std::uint32_t rowsFetch = 0;                 ///< the fetch that the spare or lent rows were made from
-    const ZanTableLoopContext* lentTo = nullptr; ///< the walk whose rows come back here; not owned
 };
+
+/// The member at `path` of the query's `result`, shared.
+/// @throws what `resultOf` and `memberAt` throw
+SharedJson sharedMember(ZanCachedData& query, Path path);
 
 /// The get-next hook of every table: moves to the next row and sets `index` to its number, counted from 1.
 /// @return `index`; null at the end of the table or without a loop context
@@ -125,15 +100,17 @@ netsnmp_variable_list* nextRow(void** loopContext, netsnmp_variable_list* index)
 /// The context-convert hook of every table.
 /// @return a new ZanTableRowContext of the current row, the caller's to free through the data-free hook; null
 ///         without a current row, or when memory is short
-void* copyRow(const void* loopContext) noexcept;
+void* currentRow(const void* loopContext) noexcept;
 
 /// The data-free hook of every table: deletes a ZanTableRowContext. Null is none.
 void freeRow(void* dataContext) noexcept;
 
+/// The loop-free hook of every table: deletes a ZanTableLoopContext. Null is none.
+void freeLoop(void* loopContext) noexcept;
+
 } // namespace zansnmp
 
-// The names of a table's hooks are fixed and exported, and the functions behind them carry no argument that
-// tells the tables apart: no template can make them, so a macro does.
+// The names of a table's hooks are fixed and exported: only the preprocessor can put them together.
 
 /// Declares the initialiser and the six hooks of the table `name`.
 #define ZAN_DECLARE_TABLE(name)                                                                              \
@@ -142,17 +119,12 @@ void freeRow(void* dataContext) noexcept;
     void init_##name();                                                                                      \
     }                                                                                                        \
     extern "C" {                                                                                             \
-    ZAN_EXPORT netsnmp_variable_list* name##_get_first_data_point(void** loopContext, void** dataContext,    \
-                                                                  netsnmp_variable_list* index,              \
-                                                                  netsnmp_iterator_info* info);              \
-    ZAN_EXPORT netsnmp_variable_list* name##_get_next_data_point(void** loopContext, void** dataContext,     \
-                                                                 netsnmp_variable_list* index,               \
-                                                                 netsnmp_iterator_info* info);               \
-    ZAN_EXPORT void* name##_context_convert_function(void* loopContext, netsnmp_iterator_info* info);        \
-    ZAN_EXPORT void name##_data_free(void* dataContext, netsnmp_iterator_info* info);                        \
-    ZAN_EXPORT void name##_loop_free(void* loopContext, netsnmp_iterator_info* info);                        \
-    ZAN_EXPORT int name##_handler(netsnmp_mib_handler* handler, netsnmp_handler_registration* registration,  \
-                                  netsnmp_agent_request_info* requestInfo, netsnmp_request_info* requests);  \
+    ZAN_EXPORT Netsnmp_First_Data_Point name##_get_first_data_point;                                         \
+    ZAN_EXPORT Netsnmp_Next_Data_Point name##_get_next_data_point;                                           \
+    ZAN_EXPORT Netsnmp_Make_Data_Context name##_context_convert_function;                                    \
+    ZAN_EXPORT Netsnmp_Free_Data_Context name##_data_free;                                                   \
+    ZAN_EXPORT Netsnmp_Free_Loop_Context name##_loop_free;                                                   \
+    ZAN_EXPORT Netsnmp_Node_Handler name##_handler;                                                          \
     }
 
 // NOLINTBEGIN(bugprone-macro-parentheses): the check takes a pointer's asterisk for a multiplication.
@@ -177,7 +149,7 @@ void freeRow(void* dataContext) noexcept;
     }                                                                                                        \
     void* name##_context_convert_function(void* loopContext, netsnmp_iterator_info*)                         \
     {                                                                                                        \
-        return zansnmp::copyRow(loopContext);                                                                \
+        return zansnmp::currentRow(loopContext);                                                             \
     }                                                                                                        \
     void name##_data_free(void* dataContext, netsnmp_iterator_info*)                                         \
     {                                                                                                        \
@@ -185,7 +157,7 @@ void freeRow(void* dataContext) noexcept;
     }                                                                                                        \
     void name##_loop_free(void* loopContext, netsnmp_iterator_info*)                                         \
     {                                                                                                        \
-        (table).freeLoop(loopContext);                                                                       \
+        zansnmp::freeLoop(loopContext);                                                                      \
     }                                                                                                        \
     int name##_handler(netsnmp_mib_handler*, netsnmp_handler_registration*,                                  \
                        netsnmp_agent_request_info* requestInfo, netsnmp_request_info* requests)              \

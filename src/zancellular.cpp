@@ -1,22 +1,16 @@
 #include "zancellular.h"
 
 #include "zangetter.h"
-#include "zanjsondb.h"
-#include "zanproviders.h"
 #include "zanradio.h"
 
 namespace zansnmp {
 
 namespace {
 
-// Every object of the group reads as its fallback on a router without a cellular radio.
-
 template <class Read>
 std::string cellularText(const Read& read)
 {
-    return provideText(cellularData, [&read](const Json::Value& result) -> std::string {
-        return hasCellularRadio(result) ? read(result) : unknown;
-    });
+    return provideWithRadio<std::string>(cellularQuery, unknown, read);
 }
 
 std::string cellularMember(Path path)
@@ -32,18 +26,22 @@ std::string cellularFlag(Path path)
 
 std::uint32_t cellularUnsigned(Path path)
 {
-    return provideUnsigned(cellularData, [path](const Json::Value& result) {
-        return hasCellularRadio(result) ? memberAt(result, path).asUInt() : 0;
-    });
+    return provideWithRadio<std::uint32_t>(
+        cellularQuery, 0, [path](const Json::Value& result) { return memberAt(result, path).asUInt(); });
 }
 
 } // namespace
 
+ZanCachedData& cellularQuery()
+{
+    static ZanCachedData data(apiUrl("/api?fields=system/capabilities,ppp,stats/ppp,stats/pppTotal"),
+                              cacheLifetime);
+    return data;
+}
+
 bool cellularData(Json::Value& out)
 {
-    static ZanCachedData query(apiUrl("/api?fields=system/capabilities,ppp,stats/ppp,stats/pppTotal"),
-                               cacheLifetime);
-    return query.get(out);
+    return cellularQuery().get(out);
 }
 
 std::string zanCellularInterfaceEnabled()

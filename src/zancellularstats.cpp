@@ -1,6 +1,7 @@
+#include "zancellularstats.h"
+
 #include "zancellular.h"
 #include "zangetter.h"
-#include "zanproviders.h"
 #include "zanradio.h"
 
 namespace zansnmp {
@@ -21,12 +22,15 @@ std::string totalPart(const Json::Value& result, const char* counter)
     return std::to_string(memberAt(result, {"stats_pppTotal", counter}).asUInt64());
 }
 
+template <class Read>
+std::string trafficLine(const Read& read)
+{
+    return provideWithRadio<std::string>(cellularQuery, unknown, read);
+}
+
 std::string byteLine(const char* direction, const char* today, const char* total)
 {
-    return provideText(cellularData, [=](const Json::Value& result) -> std::string {
-        if (!hasCellularRadio(result)) {
-            return unknown;
-        }
+    return trafficLine([=](const Json::Value& result) {
         return currentPart(result, direction, "bytes") + ", today : " + totalPart(result, today) +
                ", total : " + totalPart(result, total);
     });
@@ -34,9 +38,7 @@ std::string byteLine(const char* direction, const char* today, const char* total
 
 std::string packetLine(const char* direction)
 {
-    return provideText(cellularData, [=](const Json::Value& result) -> std::string {
-        return hasCellularRadio(result) ? currentPart(result, direction, "packets") : unknown;
-    });
+    return trafficLine([=](const Json::Value& result) { return currentPart(result, direction, "packets"); });
 }
 
 } // namespace

@@ -1,14 +1,8 @@
 #include "zandhcpserver.h"
 
-#include "zangetter.h"
-#include "zanproviders.h"
-
-#include <iterator>
-#include <utility>
+namespace zansnmp {
 
 namespace {
-
-using namespace zansnmp;
 
 ZanCachedData& query()
 {
@@ -16,31 +10,33 @@ ZanCachedData& query()
     return data;
 }
 
-Json::Value rows(Json::Value& result)
+SharedJson rows()
 {
-    return std::move(result["dhcp"]["leases"]);
+    return sharedMember(query(), {"dhcp", "leases"});
 }
 
-constexpr Column columns[] = {
+constexpr std::initializer_list<Column> columns = {
     {Conversion::position},
     {Conversion::text, "ip"},
     {Conversion::text, "mac"},
     {Conversion::timeTicks, "expiration"},
 };
 
-Table table({"zanDHCPServerLeasesTable", "zandhcpserver", "init_zanDHCPServerLeasesTable",
-             objectOid(11, 1, 2), columns, std::size(columns), query, rows});
+constexpr Table table{"zanDHCPServerLeasesTable", "zandhcpserver", "init_zanDHCPServerLeasesTable",
+                      objectOid(11, 1, 2),        columns,         rows};
 
 } // namespace
 
-bool zansnmp::dhcpData(Json::Value& out)
+bool dhcpData(Json::Value& out)
 {
     return query().get(out);
 }
 
-std::string zansnmp::zanDHCPServerEnabled()
+std::string zanDHCPServerEnabled()
 {
-    return flagMember(dhcpData, {"dhcp", "enabled"});
+    return flagMember(query, {"dhcp", "enabled"});
 }
 
-ZAN_DEFINE_TABLE(zanDHCPServerLeasesTable, table)
+} // namespace zansnmp
+
+ZAN_DEFINE_TABLE(zanDHCPServerLeasesTable, zansnmp::table)

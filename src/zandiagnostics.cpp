@@ -1,5 +1,6 @@
+#include "zandiagnostics.h"
+
 #include "zangetter.h"
-#include "zanproviders.h"
 #include "zanservices.h"
 
 namespace zansnmp {
@@ -8,7 +9,7 @@ namespace {
 
 std::string serviceStatus(const char* service)
 {
-    return textMember(servicesData, {"stats_service", service, "status"});
+    return textMember(servicesQuery, {"stats_service", service, "status"});
 }
 
 } // namespace
@@ -46,13 +47,12 @@ std::string zanDiagnosticsServiceSMS()
 std::string zanDiagnosticsSNMP()
 {
     // No query, or nobody would answer; but a text of this length needs memory, which may be short.
-    return provideText([](Json::Value&) { return true; },
-                       [](const Json::Value&) { return "SNMP service is running"; });
+    return valueOr<std::string>(unknown, [] { return "SNMP service is running"; });
 }
 
 std::string zanDiagnosticsRemoteSyslog()
 {
-    return provideText(servicesData, [](const Json::Value& result) {
+    return provideText(servicesQuery, [](const Json::Value& result) {
         const Json::Value& destinations = result["syslog_remote"];
         for (Json::ArrayIndex i = 0; i < destinations.size(); ++i) {
             const std::string level = destinations[i]["severityLevel"].asString();

@@ -1,37 +1,42 @@
+#include "zanethernet.h"
+
 #include "zangetter.h"
-#include "zanjsondb.h"
-#include "zanproviders.h"
 
 namespace zansnmp {
 
 namespace {
 
-bool ethernetData(Json::Value& out)
+ZanCachedData& query()
 {
-    static ZanCachedData query(apiUrl("/api?fields=system,stats/eth,dhcp,dns"), cacheLifetime);
-    return query.get(out);
+    static ZanCachedData data(apiUrl("/api?fields=system,stats/eth,dhcp,dns"), cacheLifetime);
+    return data;
 }
 
 } // namespace
 
+bool ethernetData(Json::Value& out)
+{
+    return query().get(out);
+}
+
 std::string zanEthernetInterfaceMAC()
 {
-    return textMember(ethernetData, {"system", "macAddress"});
+    return textMember(query, {"system", "macAddress"});
 }
 
 std::string zanEthernetInterfaceIP()
 {
-    return textMember(ethernetData, {"stats_eth", "ip"});
+    return textMember(query, {"stats_eth", "ip"});
 }
 
 std::string zanEthernetInterfaceMask()
 {
-    return textMember(ethernetData, {"stats_eth", "mask"});
+    return textMember(query, {"stats_eth", "mask"});
 }
 
 std::string zanEthernetInterfaceGateway()
 {
-    return provideText(ethernetData, [](const Json::Value& result) {
+    return provideText(query, [](const Json::Value& result) {
         std::string gateway = memberAt(result, {"stats_eth", "gateway"}).asString();
         if (gateway.empty()) {
             gateway = memberAt(result, {"dhcp", "defaultGateway"}).asString();
@@ -42,7 +47,7 @@ std::string zanEthernetInterfaceGateway()
 
 std::string zanEthernetInterfaceDNS()
 {
-    return provideText(ethernetData, [](const Json::Value& result) {
+    return provideText(query, [](const Json::Value& result) {
         const Json::Value& dns = result["dns"];
         if (dns["enabled"].asBool()) {
             // The router forwards: its own address is the server that the LAN sees.

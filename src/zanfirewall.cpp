@@ -1,22 +1,22 @@
+#include "zanfirewall.h"
+
 #include "zangetter.h"
-#include "zanjsondb.h"
-#include "zanproviders.h"
 
 namespace zansnmp {
 
 namespace {
 
-bool firewallData(Json::Value& out)
+ZanCachedData& query()
 {
-    static ZanCachedData query(apiUrl("/api?fields=filters,nat"), cacheLifetime);
-    return query.get(out);
+    static ZanCachedData data(apiUrl("/api?fields=filters,nat"), cacheLifetime);
+    return data;
 }
 
 /// How many enabled rules of the array `list` have `value` in their member `selector`. One rule that cannot
 /// be read makes the whole count 0.
 std::int32_t enabledRules(const char* list, const char* selector, const char* value)
 {
-    return provide<std::int32_t>(firewallData, 0, [=](const Json::Value& result) {
+    return provide<std::int32_t>(query, 0, [=](const Json::Value& result) {
         const Json::Value& rules = result[list];
         std::int32_t count = 0;
         for (Json::ArrayIndex i = 0; i < rules.size(); ++i) {
@@ -30,6 +30,11 @@ std::int32_t enabledRules(const char* list, const char* selector, const char* va
 }
 
 } // namespace
+
+bool firewallData(Json::Value& out)
+{
+    return query().get(out);
+}
 
 std::int32_t zanFirewallPreroutingRulesNumEnabled()
 {

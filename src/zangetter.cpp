@@ -2,6 +2,16 @@
 
 namespace zansnmp {
 
+SharedJson resultOf(ZanCachedData& query)
+{
+    SharedJson result = query.result();
+    if (!result) {
+        // NOLINTNEXTLINE(cert-err*,misc-throw-by-value-catch-by-reference): the text itself is thrown.
+        throw getDataFailed;
+    }
+    return result;
+}
+
 const Json::Value& memberAt(const Json::Value& value, Path path)
 {
     const Json::Value* current = &value;
@@ -11,22 +21,22 @@ const Json::Value& memberAt(const Json::Value& value, Path path)
     return *current;
 }
 
-std::string textMember(Accessor accessor, Path path) noexcept
+std::string textMember(Query query, Path path) noexcept
 {
-    return provideText(accessor,
+    return provideText(query,
                        [path](const Json::Value& result) { return memberAt(result, path).asString(); });
 }
 
-std::string flagMember(Accessor accessor, Path path) noexcept
+std::string flagMember(Query query, Path path) noexcept
 {
     return provideText(
-        accessor, [path](const Json::Value& result) { return flagText(memberAt(result, path).asBool()); });
+        query, [path](const Json::Value& result) { return flagText(memberAt(result, path).asBool()); });
 }
 
-std::uint32_t unsignedMember(Accessor accessor, Path path) noexcept
+std::uint32_t unsignedMember(Query query, Path path) noexcept
 {
-    return provideUnsigned(accessor,
-                           [path](const Json::Value& result) { return memberAt(result, path).asUInt(); });
+    return provide<std::uint32_t>(
+        query, 0, [path](const Json::Value& result) { return memberAt(result, path).asUInt(); });
 }
 
 } // namespace zansnmp

@@ -1,32 +1,26 @@
 #include "zangre.h"
 
-#include <iterator>
-#include <utility>
+namespace zansnmp {
 
 namespace {
 
-using namespace zansnmp;
-
-ZanCachedData& query()
+SharedJson rows()
 {
-    static ZanCachedData data(apiUrl("/api?fields=greTunnels"), cacheLifetime);
-    return data;
+    static ZanCachedData query(apiUrl("/api?fields=greTunnels"), cacheLifetime);
+    return sharedMember(query, {"greTunnels"});
 }
 
-Json::Value rows(Json::Value& result)
-{
-    return std::move(result["greTunnels"]);
-}
-
-constexpr Column columns[] = {
+constexpr std::initializer_list<Column> columns = {
     {Conversion::position},
     {Conversion::text, "name"},
     {Conversion::flag, "enabled"},
 };
 
-Table table({"zanGreTunnelsTable", "zangre", "init_zanGreTunnelsTable", objectOid(18, 1, 1), columns,
-             std::size(columns), query, rows});
+constexpr Table table{"zanGreTunnelsTable", "zangre", "init_zanGreTunnelsTable",
+                      objectOid(18, 1, 1),  columns,  rows};
 
 } // namespace
 
-ZAN_DEFINE_TABLE(zanGreTunnelsTable, table)
+} // namespace zansnmp
+
+ZAN_DEFINE_TABLE(zanGreTunnelsTable, zansnmp::table)

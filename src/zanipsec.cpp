@@ -1,32 +1,26 @@
 #include "zanipsec.h"
 
-#include <iterator>
-#include <utility>
+namespace zansnmp {
 
 namespace {
 
-using namespace zansnmp;
-
-ZanCachedData& query()
+SharedJson rows()
 {
-    static ZanCachedData data(apiUrl("/api?fields=ipsecTunnels"), cacheLifetime);
-    return data;
+    static ZanCachedData query(apiUrl("/api?fields=ipsecTunnels"), cacheLifetime);
+    return sharedMember(query, {"ipsecTunnels"});
 }
 
-Json::Value rows(Json::Value& result)
-{
-    return std::move(result["ipsecTunnels"]);
-}
-
-constexpr Column columns[] = {
+constexpr std::initializer_list<Column> columns = {
     {Conversion::position},
     {Conversion::text, "name"},
     {Conversion::flag, "enabled"},
 };
 
-Table table({"zanIpsecTunnelsTable", "zanipsec", "init_zanIpsecTunnelsTable", objectOid(18, 2, 1), columns,
-             std::size(columns), query, rows});
+constexpr Table table{"zanIpsecTunnelsTable", "zanipsec", "init_zanIpsecTunnelsTable",
+                      objectOid(18, 2, 1),    columns,    rows};
 
 } // namespace
 
-ZAN_DEFINE_TABLE(zanIpsecTunnelsTable, table)
+} // namespace zansnmp
+
+ZAN_DEFINE_TABLE(zanIpsecTunnelsTable, zansnmp::table)

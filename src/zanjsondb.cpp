@@ -9,9 +9,7 @@
 #include <json/json_features.h>
 #include <json/reader.h>
 
-#include <memory>
 #include <new>
-#include <optional>
 #include <utility>
 
 namespace zansnmp {
@@ -56,18 +54,12 @@ bool setOptions(CURL* handle, const std::string& url, std::string& body)
 }
 
 // Json::Reader is deprecated in favour of CharReader, whose strict mode refuses other texts than the
-// Reader's. What a manager sees of a malformed answer hangs on the Reader's own idea of strictness.
+// Reader's. What a manager sees of a malformed answer depends on the Reader's own idea of strictness.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-using StrictReader = Json::Reader;
-
-StrictReader makeReader()
+bool parse(const std::string& body, Json::Value& root)
 {
-    return StrictReader(Json::Features::strictMode());
-}
-
-bool parse(StrictReader& reader, const std::string& body, Json::Value& root)
-{
+    Json::Reader reader(Json::Features::strictMode());
     return reader.parse(body.data(), body.data() + body.size(), root, true);
 }
 #pragma GCC diagnostic pop
@@ -83,7 +75,6 @@ std::optional<Json::Value> request(const std::string& url)
         snmp_log(LOG_ERR, "failed to create curl instance");
         return std::nullopt;
     }
-    StrictReader reader = makeReader();
     if (!setOptions(handle.get(), url, body)) {
         return std::nullopt;
     }
@@ -92,7 +83,7 @@ std::optional<Json::Value> request(const std::string& url)
         return std::nullopt;
     }
     Json::Value root;
-    if (!parse(reader, body, root)) {
+    if (!parse(body, root)) {
         snmp_log(LOG_ERR, " failed to parse json response");
         return std::nullopt;
     }
@@ -128,56 +119,43 @@ std::size_t appendResponse(char* data, std::size_t size, std::size_t count, void
     return size * count;
 }
 
+std::optional<long> Question::current;
+
 ZanCachedData::ZanCachedData(std::string requestUrl, std::uint32_t lifetimeSeconds)
-    : url(std::move(requestUrl)), lifetime(lifetimeSeconds)
+    : url(std::move(requestUrl)), lifetime(lifetimeSeconds), cache(std::make_shared<const Json::Value>())
 {}
 
 bool ZanCachedData::get(Json::Value& out)
 {
-    const std::uint32_t now = uptimeSeconds();
-    if (isFresh(now)) {
-        giveCopy(out);
+    const bool valid = refresh();
+    out = *cache;
+    return valid;
+}
+
+SharedJson ZanCachedData::result()
+{
+    return refresh() ? cache : nullptr;
+}
+
+/// Sees to it that `cache` is fresh.
+/// @return false when it is not, as the API has failed
+bool ZanCachedData::refresh()
+{
+    if (questioned && questioned == Question::current) {
         return true;
     }
-    spare = Json::Value(); // of the fetch that has expired
-    std::optional<Json::Value> result = request(url);
-    if (!result) {
-        lastUpdate = 0;
-        out = cache;
-        return false;
+    const std::uint32_t now = uptimeSeconds();
+    if (now - lastUpdate >= lifetime) {
+        std::optional<Json::Value> result = request(url);
+        if (!result) {
+            lastUpdate = 0;
+            return false;
+        }
+        cache = std::make_shared<const Json::Value>(std::move(*result));
+        lastUpdate = now;
     }
-    lastUpdate = now;
-    cache = std::move(*result);
-    ++fetches;
-    giveCopy(out);
+    questioned = Question::current;
     return true;
-}
-
-bool ZanCachedData::isCached() const
-{
-    return isFresh(uptimeSeconds());
-}
-
-void ZanCachedData::giveCopy(Json::Value& out)
-{
-    out = spare.isNull() ? cache : std::exchange(spare, Json::Value());
-    BorrowedResult* borrower = BorrowedResult::innermost;
-    if (borrower != nullptr && &borrower->result == &out) {
-        borrower->lender = this;
-        borrower->fetch = fetches;
-    }
-}
-
-BorrowedResult* BorrowedResult::innermost = nullptr;
-
-BorrowedResult::BorrowedResult() noexcept : outer(std::exchange(innermost, this)) {}
-
-BorrowedResult::~BorrowedResult()
-{
-    innermost = outer;
-    if (lender != nullptr && lender->fetches == fetch) {
-        lender->spare = std::move(result);
-    }
 }
 
 } // namespace zansnmp

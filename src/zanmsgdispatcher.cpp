@@ -19,14 +19,6 @@ namespace zansnmp {
 
 namespace {
 
-/// root.2.<event id>.1
-using NotificationOid = std::array<oid, moduleRoot.size() + 3>;
-
-constexpr NotificationOid notificationOid(long id)
-{
-    return belowRoot(notificationsArc, id, 1);
-}
-
 /// snmpTrapOID.0 of SNMPv2-MIB
 constexpr std::array<oid, 11> snmpTrapOid{1, 3, 6, 1, 6, 3, 1, 1, 4, 1, 0};
 
@@ -36,11 +28,11 @@ struct FreeVariables {
 
 /// Sends a notification without variables of its own: the agent adds sysUpTime.0 in front. Nobody could be
 /// told of a failure, so that none is looked for.
-void sendTrap(const NotificationOid& notification)
+void sendTrap(const ModuleOid& notification)
 {
     netsnmp_variable_list* list = nullptr;
     snmp_varlist_add_variable(&list, snmpTrapOid.data(), snmpTrapOid.size(), ASN_OBJECT_ID,
-                              notification.data(), sizeof(notification));
+                              notification.arcs.data(), notification.length * sizeof(oid));
     const std::unique_ptr<netsnmp_variable_list, FreeVariables> variables(list);
     send_v2trap(variables.get());
 }
@@ -94,7 +86,7 @@ void ZanMsgDispatcher::dispatchMessage(long id) noexcept
         snmp_log(LOG_WARNING, "unknown notification received [%ld].\n", id);
         return;
     }
-    sendTrap(notificationOid(id));
+    sendTrap(belowRoot(notificationsArc, id, 1));
 }
 
 } // namespace zansnmp

@@ -1,32 +1,26 @@
 #include "zanopenvpn.h"
 
-#include <iterator>
-#include <utility>
+namespace zansnmp {
 
 namespace {
 
-using namespace zansnmp;
-
-ZanCachedData& query()
+SharedJson rows()
 {
-    static ZanCachedData data(apiUrl("/api?fields=ovpnTunnels"), cacheLifetime);
-    return data;
+    static ZanCachedData query(apiUrl("/api?fields=ovpnTunnels"), cacheLifetime);
+    return sharedMember(query, {"ovpnTunnels"});
 }
 
-Json::Value rows(Json::Value& result)
-{
-    return std::move(result["ovpnTunnels"]);
-}
-
-constexpr Column columns[] = {
+constexpr std::initializer_list<Column> columns = {
     {Conversion::position},
     {Conversion::text, "name"},
     {Conversion::flag, "enabled"},
 };
 
-Table table({"zanOpenVpnTunnelsTable", "zanopenvpn", "init_zanOpenVpnTunnelsTable", objectOid(18, 3, 1),
-             columns, std::size(columns), query, rows});
+constexpr Table table{"zanOpenVpnTunnelsTable", "zanopenvpn", "init_zanOpenVpnTunnelsTable",
+                      objectOid(18, 3, 1),      columns,      rows};
 
 } // namespace
 
-ZAN_DEFINE_TABLE(zanOpenVpnTunnelsTable, table)
+} // namespace zansnmp
+
+ZAN_DEFINE_TABLE(zanOpenVpnTunnelsTable, zansnmp::table)

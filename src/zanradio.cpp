@@ -1,26 +1,21 @@
 #include "zanradio.h"
 
-#include "zangetter.h"
-#include "zanjsondb.h"
-#include "zanproviders.h"
-
 namespace zansnmp {
 
 namespace {
 
-bool radioData(Json::Value& out)
+ZanCachedData& query()
 {
-    static ZanCachedData query(apiUrl("/api?fields=system/capabilities,stats/radio"), cacheLifetime);
-    return query.get(out);
+    static ZanCachedData data(apiUrl("/api?fields=system/capabilities,stats/radio"), cacheLifetime);
+    return data;
 }
 
-/// A text object of a router with a radio: `read` gives its text from the radio's statistics.
+/// A text that `read` gives from the radio's statistics.
 template <class Read>
 std::string radioText(const Read& read)
 {
-    return provideText(radioData, [&read](const Json::Value& result) {
-        return hasCellularRadio(result) ? read(result["stats_radio"]) : unknown;
-    });
+    return provideWithRadio<std::string>(
+        query, unknown, [&read](const Json::Value& result) { return read(result["stats_radio"]); });
 }
 
 std::string radioMember(const char* name)
@@ -30,9 +25,9 @@ std::string radioMember(const char* name)
 
 } // namespace
 
-bool hasCellularRadio(const Json::Value& result)
+bool radioData(Json::Value& out)
 {
-    return memberAt(result, {"system_capabilities", "cell"}).asBool();
+    return query().get(out);
 }
 
 std::string zanRadioType()

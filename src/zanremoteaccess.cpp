@@ -1,33 +1,38 @@
+#include "zanremoteaccess.h"
+
 #include "zangetter.h"
-#include "zanjsondb.h"
-#include "zanproviders.h"
 
 namespace zansnmp {
 
 namespace {
 
-bool remoteAccessData(Json::Value& out)
+ZanCachedData& query()
 {
-    static ZanCachedData query(apiUrl("/api?fields=remoteAccess"), cacheLifetime);
-    return query.get(out);
+    static ZanCachedData data(apiUrl("/api?fields=remoteAccess"), cacheLifetime);
+    return data;
 }
 
 /// The flag `name` of a protocol or a defence.
 std::string accessFlag(const char* section, const char* name)
 {
-    return flagMember(remoteAccessData, {"remoteAccess", section, name});
+    return flagMember(query, {"remoteAccess", section, name});
 }
 
 } // namespace
 
+bool remoteAccessData(Json::Value& out)
+{
+    return query().get(out);
+}
+
 std::string zanRemoteAccessIpDefenseEnabled()
 {
-    return provideText(remoteAccessData, [](const Json::Value& result) {
+    return provideText(query, [](const Json::Value& result) {
         const Json::Value& access = result["remoteAccess"];
         const Json::Value& dosAttack = access["dosAttackPrevention"];
         const Json::Value& pingLimit = access["pingLimit"];
         const Json::Value& bruteForce = access["bruteForcePrevention"];
-        // Lazily: behind the first defence that is on, no flag is read, however malformed.
+        // Lazily: after the first defence that is on, no flag is read, however malformed.
         return flagText(dosAttack["enabled"].asBool() || pingLimit["enabled"].asBool() ||
                         bruteForce["enabled"].asBool());
     });
@@ -115,7 +120,7 @@ std::string zanRemoteAccessHTTPsLan()
 
 std::uint32_t zanRemoteAccessHTTPSessionTimeout()
 {
-    return unsignedMember(remoteAccessData, {"remoteAccess", "timeoutSeconds"});
+    return unsignedMember(query, {"remoteAccess", "timeoutSeconds"});
 }
 
 } // namespace zansnmp

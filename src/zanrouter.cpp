@@ -1,6 +1,6 @@
+#include "zanrouter.h"
+
 #include "zangetter.h"
-#include "zanjsondb.h"
-#include "zanproviders.h"
 
 #include <cmath>
 #include <limits>
@@ -10,10 +10,10 @@ namespace zansnmp {
 
 namespace {
 
-bool systemData(Json::Value& out)
+ZanCachedData& query()
 {
-    static ZanCachedData query(apiUrl("/api?fields=system"), cacheLifetime);
-    return query.get(out);
+    static ZanCachedData data(apiUrl("/api?fields=system"), cacheLifetime);
+    return data;
 }
 
 /// The conversion to an integer that saturates, as the router's processor has it: elsewhere a float beyond
@@ -45,34 +45,39 @@ std::int32_t uptimeTicks(const std::string& seconds)
 
 } // namespace
 
+bool systemData(Json::Value& out)
+{
+    return query().get(out);
+}
+
 std::string zanRemoteManagementEnabled()
 {
     return flagMember(
-        [](Json::Value& out) {
-            static ZanCachedData query(apiUrl("/api/remoteManagement/enabled"), cacheLifetime);
-            return query.get(out);
+        []() -> ZanCachedData& {
+            static ZanCachedData data(apiUrl("/api/remoteManagement/enabled"), cacheLifetime);
+            return data;
         },
         {}); // the result itself is the flag
 }
 
 std::string zanRouterModelId()
 {
-    return textMember(systemData, {"system", "productId"});
+    return textMember(query, {"system", "productId"});
 }
 
 std::string zanRouterSerialNumber()
 {
-    return textMember(systemData, {"system", "deviceId"});
+    return textMember(query, {"system", "deviceId"});
 }
 
 std::string zanRouterFirmware()
 {
-    return textMember(systemData, {"system", "firmware"});
+    return textMember(query, {"system", "firmware"});
 }
 
 std::int32_t zanRouterUptime()
 {
-    return provide<std::int32_t>(systemData, 0, [](const Json::Value& result) {
+    return provide<std::int32_t>(query, 0, [](const Json::Value& result) {
         return uptimeTicks(memberAt(result, {"system", "uptime"}).asString());
     });
 }

@@ -1,22 +1,14 @@
 #include "zanrsyslog.h"
 
-#include "zangetter.h"
-
-#include <iterator>
+#include <memory>
 #include <utility>
+
+namespace zansnmp {
 
 namespace {
 
-using namespace zansnmp;
-
 /// The standard port of syslog over UDP. The API has no other.
 constexpr int syslogPort = 514;
-
-ZanCachedData& query()
-{
-    static ZanCachedData data(apiUrl("/api?fields=syslog"), cacheLifetime);
-    return data;
-}
 
 /// The name of the lowest severity that the router forwards, by the API's level.
 const char* severityName(Json::Int level)
@@ -35,9 +27,11 @@ const char* severityName(Json::Int level)
 }
 
 /// The API has no list of destinations, only one settings object: it becomes the table's one row.
-Json::Value rows(Json::Value& result)
+SharedJson rows()
 {
-    const Json::Value& settings = result["syslog"];
+    static ZanCachedData query(apiUrl("/api?fields=syslog"), cacheLifetime);
+    const SharedJson result = resultOf(query);
+    const Json::Value& settings = (*result)["syslog"];
     Json::Value row;
     row["alias"] = "remote";
     row["host"] = settings["ipAddress"].asString();
@@ -45,19 +39,21 @@ Json::Value rows(Json::Value& result)
     row["enabled"] = flagText(settings["enabled"].asBool());
     row["severityLevel"] = severityName(settings["logLevel"].asInt());
 
-    Json::Value table(Json::objectValue);
-    table["syslog_remote"].append(std::move(row));
-    return std::move(table["syslog_remote"]);
+    auto list = std::make_shared<Json::Value>(Json::arrayValue);
+    list->append(std::move(row));
+    return list;
 }
 
-constexpr Column columns[] = {
+constexpr std::initializer_list<Column> columns = {
     {Conversion::position},       {Conversion::text, "alias"},         {Conversion::text, "host"},
     {Conversion::number, "port"}, {Conversion::text, "severityLevel"}, {Conversion::text, "enabled"},
 };
 
-Table table({"zanRemoteSyslogDestTable", "zanrsyslog", "zanRemoteSyslogDestTable", objectOid(20, 1), columns,
-             std::size(columns), query, rows});
+constexpr Table table{"zanRemoteSyslogDestTable", "zanrsyslog", "zanRemoteSyslogDestTable",
+                      objectOid(20, 1),           columns,      rows};
 
 } // namespace
 
-ZAN_DEFINE_TABLE(zanRemoteSyslogDestTable, table)
+} // namespace zansnmp
+
+ZAN_DEFINE_TABLE(zanRemoteSyslogDestTable, zansnmp::table)

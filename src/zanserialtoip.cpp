@@ -1,42 +1,47 @@
+#include "zanserialtoip.h"
+
 #include "zangetter.h"
-#include "zanjsondb.h"
-#include "zanproviders.h"
 
 namespace zansnmp {
 
 namespace {
 
-bool serialToIPData(Json::Value& out)
+ZanCachedData& query()
 {
-    static ZanCachedData query(apiUrl("/api?fields=ipPipes/SERIAL2IP,stats/serial,serial"), cacheLifetime);
-    return query.get(out);
+    static ZanCachedData data(apiUrl("/api?fields=ipPipes/SERIAL2IP,stats/serial,serial"), cacheLifetime);
+    return data;
 }
 
 } // namespace
 
+bool serialToIPData(Json::Value& out)
+{
+    return query().get(out);
+}
+
 std::string zanSerialToIPEnabled()
 {
-    return flagMember(serialToIPData, {"ipPipes_SERIAL2IP", "enabled"});
+    return flagMember(query, {"ipPipes_SERIAL2IP", "enabled"});
 }
 
 std::string zanSerialToIPMode()
 {
-    return textMember(serialToIPData, {"ipPipes_SERIAL2IP", "mode"});
+    return textMember(query, {"ipPipes_SERIAL2IP", "mode"});
 }
 
 std::string zanSerialToIPProtocol()
 {
-    return textMember(serialToIPData, {"ipPipes_SERIAL2IP", "protocol"});
+    return textMember(query, {"ipPipes_SERIAL2IP", "protocol"});
 }
 
 std::uint32_t zanSerialToIPPort()
 {
-    return unsignedMember(serialToIPData, {"ipPipes_SERIAL2IP", "port"});
+    return unsignedMember(query, {"ipPipes_SERIAL2IP", "port"});
 }
 
 std::string zanSerialToIPServerIP()
 {
-    return provideText(serialToIPData, [](const Json::Value& result) -> std::string {
+    return provideText(query, [](const Json::Value& result) -> std::string {
         const Json::Value& pipe = result["ipPipes_SERIAL2IP"];
         return pipe["mode"].asString() == "CLIENT" ? pipe["ip"].asString() : unknown;
     });
@@ -44,22 +49,22 @@ std::string zanSerialToIPServerIP()
 
 std::uint32_t zanSerialToIPTx()
 {
-    return unsignedMember(serialToIPData, {"stats_serial", "tx"});
+    return unsignedMember(query, {"stats_serial", "tx"});
 }
 
 std::uint32_t zanSerialToIPRx()
 {
-    return unsignedMember(serialToIPData, {"stats_serial", "rx"});
+    return unsignedMember(query, {"stats_serial", "rx"});
 }
 
 std::string zanSerialToIPDCD()
 {
-    return textMember(serialToIPData, {"stats_serial", "dcd"});
+    return textMember(query, {"stats_serial", "dcd"});
 }
 
 std::string zanSerialToIPModbusGatewayEnabled()
 {
-    return flagMember(serialToIPData, {"serial", "modbus"});
+    return flagMember(query, {"serial", "modbus"});
 }
 
 } // namespace zansnmp

@@ -1,37 +1,40 @@
 #include "zanservices.h"
 
 #include "zangetter.h"
-#include "zanjsondb.h"
-#include "zanproviders.h"
 
 namespace zansnmp {
 
-bool servicesData(Json::Value& out)
+ZanCachedData& servicesQuery()
 {
-    static ZanCachedData query(
+    static ZanCachedData data(
         apiUrl("/api?fields=sntp/enabled,smtp,sms,dns,ddns,radius,syslog/remote,stats/service,stats/dns"),
         cacheLifetime);
-    return query.get(out);
+    return data;
+}
+
+bool servicesData(Json::Value& out)
+{
+    return servicesQuery().get(out);
 }
 
 std::string zanDNSForwarderEnabled()
 {
-    return flagMember(servicesData, {"dns", "enabled"});
+    return flagMember(servicesQuery, {"dns", "enabled"});
 }
 
 std::string zanDNSStaticPrimaryHost()
 {
-    return textMember(servicesData, {"dns", "primary"});
+    return textMember(servicesQuery, {"dns", "primary"});
 }
 
 std::string zanDNSStaticSecondaryHost()
 {
-    return textMember(servicesData, {"dns", "secondary"});
+    return textMember(servicesQuery, {"dns", "secondary"});
 }
 
 std::string zanDNSWanServers()
 {
-    return provideText(servicesData, [](const Json::Value& result) {
+    return provideText(servicesQuery, [](const Json::Value& result) {
         const Json::Value& servers = memberAt(result, {"stats_dns", "servers"});
         std::string list;
         // By position, not by iterator: an object in the array's place is an error.
@@ -47,57 +50,57 @@ std::string zanDNSWanServers()
 
 std::string zanDdnsEnabled()
 {
-    return flagMember(servicesData, {"ddns", "enabled"});
+    return flagMember(servicesQuery, {"ddns", "enabled"});
 }
 
 std::string zanDdnsServiceProvider()
 {
-    return textMember(servicesData, {"ddns", "server"});
+    return textMember(servicesQuery, {"ddns", "server"});
 }
 
 std::string zanSMSEnabled()
 {
-    return flagMember(servicesData, {"sms", "enabled"});
+    return flagMember(servicesQuery, {"sms", "enabled"});
 }
 
 std::string zanSMTPEnabled()
 {
-    return flagMember(servicesData, {"smtp", "enabled"});
+    return flagMember(servicesQuery, {"smtp", "enabled"});
 }
 
 std::string zanSNTPEnabled()
 {
-    return flagMember(servicesData, {"sntp_enabled"});
+    return flagMember(servicesQuery, {"sntp_enabled"});
 }
 
 std::string zanRadiusAuthEnabled()
 {
-    return flagMember(servicesData, {"radius", "authEnabled"});
+    return flagMember(servicesQuery, {"radius", "authEnabled"});
 }
 
 std::string zanRadiusAccountingEnabled()
 {
-    return flagMember(servicesData, {"radius", "acctEnabled"});
+    return flagMember(servicesQuery, {"radius", "acctEnabled"});
 }
 
 std::string zanRadiusPrimaryHost()
 {
-    return textMember(servicesData, {"radius", "host"});
+    return textMember(servicesQuery, {"radius", "host"});
 }
 
 std::string zanRadiusSecondaryHost()
 {
-    return textMember(servicesData, {"radius", "secondaryHost"});
+    return textMember(servicesQuery, {"radius", "secondaryHost"});
 }
 
 std::string zanRadiusAuthType()
 {
-    return textMember(servicesData, {"radius", "authType"});
+    return textMember(servicesQuery, {"radius", "authType"});
 }
 
 std::uint32_t zanRadiusConnectTimeout()
 {
-    return unsignedMember(servicesData, {"radius", "timeout"});
+    return unsignedMember(servicesQuery, {"radius", "timeout"});
 }
 
 } // namespace zansnmp

@@ -1,6 +1,5 @@
 #include "zansnmpext.h"
 
-#include "zandhcpserver.h"
 #include "zangre.h"
 #include "zanipsec.h"
 #include "zanmsgdispatcher.h"
@@ -22,12 +21,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <utility>
 #include <variant>
 
-namespace {
+namespace zansnmp {
 
-using namespace zansnmp;
+namespace {
 
 using Provider = std::variant<std::string (*)(), std::int32_t (*)(), std::uint32_t (*)()>;
 
@@ -35,7 +33,7 @@ using Provider = std::variant<std::string (*)(), std::int32_t (*)(), std::uint32
 struct Scalar {
     const char* name;
     Provider provider;
-    ObjectOid oid; ///< without the instance arc 0, which the agent's scalar helper adds
+    ModuleOid oid; ///< without the instance arc 0, which the agent's scalar helper adds
     u_char type;   ///< the ASN.1 type of the value
 };
 
@@ -174,39 +172,23 @@ constexpr std::array scalars{
 
 #undef ZAN_NAMED
 
-constexpr bool ascends(const Scalar& lower, const Scalar& higher)
-{
-    for (std::size_t i = 0; i < ObjectOid::maxLength; ++i) {
-        if (lower.oid.arcs[i] != higher.oid.arcs[i]) {
-            return lower.oid.arcs[i] < higher.oid.arcs[i];
-        }
-    }
-    return false;
-}
-
 constexpr bool allAscend()
 {
     for (std::size_t i = 1; i < scalars.size(); ++i) {
-        if (!ascends(scalars[i - 1], scalars[i])) {
+        const auto& lower = scalars[i - 1].oid.arcs;
+        const auto& higher = scalars[i].oid.arcs;
+        std::size_t arc = 0;
+        while (arc + 1 < lower.size() && lower[arc] == higher[arc]) {
+            ++arc;
+        }
+        if (lower[arc] >= higher[arc]) {
             return false;
         }
     }
     return true;
 }
 
-constexpr std::size_t countOf(u_char type)
-{
-    std::size_t count = 0;
-    for (const Scalar& scalar : scalars) {
-        count += scalar.type == type ? 1 : 0;
-    }
-    return count;
-}
-
 static_assert(allAscend(), "the scalars are registered in ascending order of their OIDs, each once");
-static_assert(countOf(ASN_OCTET_STR) == 95 && countOf(ASN_INTEGER) == 11 && countOf(ASN_TIMETICKS) == 2 &&
-                  scalars.size() == 108,
-              "a scalar came or went, or changed its type");
 
 void setValue(netsnmp_variable_list* variable, u_char, const std::string& value)
 {
@@ -220,64 +202,48 @@ void setValue(netsnmp_variable_list* variable, u_char type, Number value)
     snmp_set_var_typed_value(variable, type, &value, sizeof(value));
 }
 
-/// Answers the first request of the list only: the agent's scalar helper passes one at a time.
-int getScalar(const Scalar& scalar, netsnmp_agent_request_info* requestInfo, netsnmp_request_info* requests)
+/// The GET handler of all scalars: which one is meant stands in its registration. Answers the first request
+/// of the list only: the agent's scalar helper passes one at a time.
+// NOLINTNEXTLINE(bugprone-exception-escape): no provider throws, and no variant is without a value.
+int scalarHandler(netsnmp_mib_handler*, netsnmp_handler_registration* registration,
+                  netsnmp_agent_request_info* requestInfo, netsnmp_request_info* requests) noexcept
 {
+    const Scalar& scalar = *static_cast<const Scalar*>(registration->my_reg_void);
     if (requestInfo->mode != MODE_GET) {
         snmp_log(LOG_ERR, "unknown mode (%d) in %s\n", requestInfo->mode, scalar.name);
         return SNMP_ERR_GENERR;
     }
+    const Question question(requestInfo->asp->pdu->transid);
     std::visit([&](auto provider) { setValue(requests->requestvb, scalar.type, provider()); },
                scalar.provider);
     return SNMP_ERR_NOERROR;
 }
 
-/// The GET handler of the scalar at `index`: one function per object, as the agent hands a handler no hint of
-/// ours. No provider throws, and no exception may unwind the agent's frames.
-template <std::size_t index>
-// NOLINTNEXTLINE(bugprone-exception-escape): of what could throw here, only a valueless variant is left.
-int scalarHandler(netsnmp_mib_handler*, netsnmp_handler_registration*,
-                  netsnmp_agent_request_info* requestInfo, netsnmp_request_info* requests) noexcept
-{
-    return getScalar(scalars[index], requestInfo, requests);
-}
-
-template <std::size_t... indices>
-constexpr auto handlersOf(std::index_sequence<indices...>)
-{
-    return std::array<Netsnmp_Node_Handler*, sizeof...(indices)>{&scalarHandler<indices>...};
-}
-
-constexpr auto scalarHandlers = handlersOf(std::make_index_sequence<scalars.size()>());
-
 void registerScalars()
 {
-    for (std::size_t i = 0; i < scalars.size(); ++i) {
-        const Scalar& scalar = scalars[i];
-        netsnmp_register_read_only_scalar(netsnmp_create_handler_registration(
-            scalar.name, scalarHandlers[i], scalar.oid.arcs.data(), scalar.oid.length, HANDLER_CAN_RONLY));
+    for (const Scalar& scalar : scalars) {
+        netsnmp_handler_registration* registration = netsnmp_create_handler_registration(
+            scalar.name, scalarHandler, scalar.oid.arcs.data(), scalar.oid.length, HANDLER_CAN_RONLY);
+        registration->my_reg_void = const_cast<Scalar*>(&scalar); // only read
+        netsnmp_register_read_only_scalar(registration);
     }
-}
-
-void registerTables()
-{
-    init_zanIpsecTunnelsTable();
-    init_zanGreTunnelsTable();
-    init_zanOpenVpnTunnelsTable();
-    init_zanStaticRoutesTable();
-    init_zanDHCPServerLeasesTable();
-    init_zanRemoteSyslogDestTable();
 }
 
 /// The agent keeps every registration over a reload of its configuration.
 void registerObjectsOnce()
 {
     static bool registered = false;
-    if (!registered) {
-        registered = true;
-        registerScalars();
-        registerTables();
+    if (registered) {
+        return;
     }
+    registered = true;
+    registerScalars();
+    init_zanIpsecTunnelsTable();
+    init_zanGreTunnelsTable();
+    init_zanOpenVpnTunnelsTable();
+    init_zanStaticRoutesTable();
+    init_zanDHCPServerLeasesTable();
+    init_zanRemoteSyslogDestTable();
 }
 
 /// Seconds between two readings of the event queue.
@@ -291,15 +257,6 @@ void consumeEvents(unsigned, void* clientArgument)
     }
 }
 
-/// The alarm too outlives a reload, and a second one would be of no use.
-void armAlarmOnce(ZanMsgReceiver* receiver)
-{
-    static bool armed = false;
-    if (!armed) {
-        armed = snmp_alarm_register(alarmInterval, SA_REPEAT, consumeEvents, receiver) != 0;
-    }
-}
-
 void startNotifications(ZanMsgDispatcher* dispatcher, ZanMsgReceiver* receiver)
 {
     if (dispatcher->init() != 0) {
@@ -310,13 +267,17 @@ void startNotifications(ZanMsgDispatcher* dispatcher, ZanMsgReceiver* receiver)
         snmp_log(LOG_ERR, "system message queue hasn't created. Notifications will be disabled.\n");
         return;
     }
-    armAlarmOnce(receiver);
+    // Once only: the receiver opens its queue no second time, and the alarm outlives a reload.
+    snmp_alarm_register(alarmInterval, SA_REPEAT, consumeEvents, receiver);
 }
 
 } // namespace
 
+} // namespace zansnmp
+
 void init_zansnmpext(void)
 {
+    using namespace zansnmp;
     static ZanMsgDispatcher* const dispatcher = ZanMsgDispatcher::instance();
     static ZanMsgReceiver* const receiver = ZanMsgReceiver::instance();
     registerObjectsOnce();

@@ -1,33 +1,27 @@
 #include "zanstaticroutes.h"
 
-#include <iterator>
-#include <utility>
+namespace zansnmp {
 
 namespace {
 
-using namespace zansnmp;
-
-ZanCachedData& query()
+SharedJson rows()
 {
-    static ZanCachedData data(apiUrl("/api?fields=routes"), cacheLifetime);
-    return data;
-}
-
-Json::Value rows(Json::Value& result)
-{
-    return std::move(result["routes"]);
+    static ZanCachedData query(apiUrl("/api?fields=routes"), cacheLifetime);
+    return sharedMember(query, {"routes"});
 }
 
 // Every route that exists is in force: the third column does not look at the row.
-constexpr Column columns[] = {
+constexpr std::initializer_list<Column> columns = {
     {Conversion::position},
     {Conversion::text, "name"},
     {Conversion::alwaysTrue},
 };
 
-Table table({"zanStaticRoutesTable", "zanstaticroutes", "init_zanStaticRoutesTable", objectOid(17, 1),
-             columns, std::size(columns), query, rows});
+constexpr Table table{"zanStaticRoutesTable", "zanstaticroutes", "init_zanStaticRoutesTable",
+                      objectOid(17, 1),       columns,           rows};
 
 } // namespace
 
-ZAN_DEFINE_TABLE(zanStaticRoutesTable, table)
+} // namespace zansnmp
+
+ZAN_DEFINE_TABLE(zanStaticRoutesTable, zansnmp::table)

@@ -1,6 +1,6 @@
+#include "zanwanmanager.h"
+
 #include "zangetter.h"
-#include "zanjsondb.h"
-#include "zanproviders.h"
 
 #include <map>
 
@@ -8,10 +8,10 @@ namespace zansnmp {
 
 namespace {
 
-bool wanManagerData(Json::Value& out)
+ZanCachedData& query()
 {
-    static ZanCachedData query(apiUrl("/api?fields=wanmngr,waninfo"), cacheLifetime);
-    return query.get(out);
+    static ZanCachedData data(apiUrl("/api?fields=wanmngr,waninfo"), cacheLifetime);
+    return data;
 }
 
 /// The manager's name of a link, by its kernel interface; null for a link that has none, such as a wired one.
@@ -36,9 +36,14 @@ std::string linkEntry(const Json::Value& link, const Json::Value& priority)
 
 } // namespace
 
+bool wanManagerData(Json::Value& out)
+{
+    return query().get(out);
+}
+
 std::string zanWanManagerTransport()
 {
-    return provideText(wanManagerData, [](const Json::Value& result) -> std::string {
+    return provideText(query, [](const Json::Value& result) -> std::string {
         // A current link without a label is passed over: a later one may have one.
         for (const Json::Value& link : memberAt(result, {"waninfo", "wans"})) {
             if (!link["current"].asBool()) {
@@ -54,7 +59,7 @@ std::string zanWanManagerTransport()
 
 std::string zanWanManagerPriority()
 {
-    return provideText(wanManagerData, [](const Json::Value& result) {
+    return provideText(query, [](const Json::Value& result) {
         const Json::Value& links = memberAt(result, {"waninfo", "wans"});
         const Json::Value& ranking = memberAt(result, {"wanmngr", "wans"});
         std::map<Json::Int, std::string> entries; // of links with the same priority the last one stays

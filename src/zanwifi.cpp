@@ -1,15 +1,15 @@
+#include "zanwifi.h"
+
 #include "zangetter.h"
-#include "zanjsondb.h"
-#include "zanproviders.h"
 
 namespace zansnmp {
 
 namespace {
 
-bool wifiData(Json::Value& out)
+ZanCachedData& query()
 {
-    static ZanCachedData query(apiUrl("/api?fields=system,stats/wlan,wifi"), cacheLifetime);
-    return query.get(out);
+    static ZanCachedData data(apiUrl("/api?fields=system,stats/wlan,wifi"), cacheLifetime);
+    return data;
 }
 
 bool accessPointEnabled(const Json::Value& result)
@@ -30,23 +30,28 @@ bool clientConnected(const Json::Value& result)
 /// The text at `path` while the interface is in the role that `inRole` asks for; else "Unknown".
 std::string textInRole(bool (*inRole)(const Json::Value&), Path path)
 {
-    return provideText(wifiData, [=](const Json::Value& result) -> std::string {
+    return provideText(query, [=](const Json::Value& result) -> std::string {
         return inRole(result) ? memberAt(result, path).asString() : unknown;
     });
 }
 
 } // namespace
 
+bool wifiData(Json::Value& out)
+{
+    return query().get(out);
+}
+
 std::string zanWiFiInterfaceEnabled()
 {
-    return provideText(wifiData, [](const Json::Value& result) {
+    return provideText(query, [](const Json::Value& result) {
         return flagText(accessPointEnabled(result) || clientEnabled(result));
     });
 }
 
 std::string zanWiFiInterfaceMode()
 {
-    return provideText(wifiData, [](const Json::Value& result) {
+    return provideText(query, [](const Json::Value& result) {
         if (accessPointEnabled(result)) {
             return "Access Point";
         }
@@ -56,12 +61,12 @@ std::string zanWiFiInterfaceMode()
 
 std::string zanWiFiInterfaceMAC()
 {
-    return textMember(wifiData, {"system", "macWifi"});
+    return textMember(query, {"system", "macWifi"});
 }
 
 std::string zanWiFiInterfaceSSID()
 {
-    return provideText(wifiData, [](const Json::Value& result) -> std::string {
+    return provideText(query, [](const Json::Value& result) -> std::string {
         if (accessPointEnabled(result)) {
             return memberAt(result, {"wifi", "ap", "ssid"}).asString();
         }

@@ -35,7 +35,7 @@ std::vector<Reading> readingsOf(const std::uint8_t* data, std::size_t size)
 Trap notification(long id)
 {
     const auto oid = zansnmp::belowRoot(2, id, 1);
-    return {oid.begin(), oid.end()};
+    return {oid.arcs.begin(), oid.arcs.begin() + oid.length};
 }
 
 struct Expected {

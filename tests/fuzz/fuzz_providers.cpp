@@ -29,9 +29,8 @@ Value get(netsnmp_handler_registration* scalar)
     Variable variable;
     netsnmp_request_info request{};
     request.requestvb = variable.get();
-    netsnmp_agent_request_info info{};
-    info.mode = MODE_GET;
-    require(scalar->handler->access_method(scalar->handler, scalar, &info, &request) == SNMP_ERR_NOERROR,
+    AgentRequest info(MODE_GET);
+    require(scalar->handler->access_method(scalar->handler, scalar, info.get(), &request) == SNMP_ERR_NOERROR,
             "a GET answers an error");
     const netsnmp_variable_list& answer = *variable.get();
     return {answer.type, std::string(reinterpret_cast<const char*>(answer.val.string), answer.val_len)};

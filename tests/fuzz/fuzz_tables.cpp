@@ -52,9 +52,8 @@ const Json::Value* rowsOf(std::size_t table, const Json::Value& rows)
 /// A request that reaches a table's handler, with what the helpers in front of it attach.
 class HandlerRequest {
 public:
-    HandlerRequest(int mode, void* context, unsigned column)
+    HandlerRequest(int mode, void* context, unsigned column) : info(mode)
     {
-        info.mode = mode;
         request.requestvb = variable.get();
         cell.colnum = column;
         if (context != nullptr) {
@@ -70,11 +69,8 @@ public:
     /// The type of the answer, ASN_NULL when the handler left the variable alone.
     u_char send(const Table& table)
     {
-        netsnmp_mib_handler* handler = table.registration->handler;
-        while (handler->next != nullptr) { // the agent's helpers are in front of it
-            handler = handler->next;
-        }
-        const int status = handler->access_method(handler, table.registration, &info, &request);
+        netsnmp_mib_handler* handler = moduleHandler(table.registration);
+        const int status = handler->access_method(handler, table.registration, info.get(), &request);
         require(status == SNMP_ERR_NOERROR, "a table's handler answers an error");
         return variable.get()->type;
     }
@@ -82,7 +78,7 @@ public:
 private:
     Variable variable;
     netsnmp_request_info request{};
-    netsnmp_agent_request_info info{};
+    AgentRequest info;
     netsnmp_table_request_info cell{};
 };
 
@@ -143,7 +139,7 @@ private:
                     *current->val.integer == static_cast<long>(position) + 1,
                 "an index that is not the row's");
         const auto* walk = static_cast<const ZanTableLoopContext*>(loop);
-        require(rows == nullptr || walk->rows[position] == (*rows)[position],
+        require(rows == nullptr || (*walk->rows)[position] == (*rows)[position],
                 "a row that is not the array's");
     }
 
@@ -179,7 +175,7 @@ void walkByHand(std::size_t number, const Json::Value& rows, const std::uint8_t*
     }
     if ((control[2] & 4U) != 0) {
         second.reset();
-        second = std::make_unique<Walk>(table, types, rowsOf(number, rows)); // takes over what is left
+        second = std::make_unique<Walk>(table, types, rowsOf(number, rows));
     }
 }
 
@@ -190,18 +186,17 @@ u_char ask(const Table& table, int mode, std::vector<oid>& name)
     Variable variable;
     snmp_set_var_objid(variable.get(), name.data(), name.size());
     snmp_set_var_typed_value(variable.get(), ASN_NULL, nullptr, 0);
-    netsnmp_agent_request_info info{};
-    info.mode = mode;
+    AgentRequest info(mode);
     netsnmp_request_info request{};
     request.requestvb = variable.get();
-    request.agent_req_info = &info;
+    request.agent_req_info = info.get();
     request.subtree = nullptr;
     std::vector<oid> end(table.registration->rootoid,
                          table.registration->rootoid + table.registration->rootoid_len);
     ++end.back();
     request.range_end = end.data();
     request.range_end_len = end.size();
-    netsnmp_call_handlers(table.registration, &info, &request);
+    netsnmp_call_handlers(table.registration, info.get(), &request);
     netsnmp_free_request_data_sets(&request);
     name.assign(variable.get()->name, variable.get()->name + variable.get()->name_length);
     return variable.get()->type;
@@ -255,10 +250,6 @@ std::optional<Json::Value> rowsIn(const std::string& answer)
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
     startModule(true);
-    for (const Table& table : tables()) {
-        netsnmp_inject_handler(table.registration, netsnmp_get_table_iterator_handler(table.iterator));
-        netsnmp_inject_handler(table.registration, netsnmp_get_table_handler(table.iterator->table_reginfo));
-    }
     return 0;
 }
 

@@ -78,7 +78,7 @@ def tree(tmp_path_factory) -> Tree:
 
 def test_the_edits_are_those_of_the_steps():
     assert [edited(edit) for edit in EDITS] == [
-        "include/zanproviders.h", "src/zanradio.cpp", "src/zansnmpext.cpp", MIB, "tools/zan-router-sim",
+        "include/zanradio.h", "src/zanradio.cpp", "src/zansnmpext.cpp", MIB, "tools/zan-router-sim",
         "tools/scenarios/router.json"]
 
 
@@ -112,17 +112,6 @@ def test_the_contract_breaks_without_the_mib_object(tree):
     finally:
         tree.apply(mib)
         tree.compile()
-
-
-def test_it_does_not_compile_with_the_wrong_numbers(tree):
-    source = tree.source / "src/zansnmpext.cpp"
-    right = source.read_text("utf-8")
-    source.write_text(right.replace("scalars.size() == 109", "scalars.size() == 108"), "utf-8")
-    try:
-        result = tree.compile()
-        assert result.returncode != 0 and "a scalar came or went" in result.stdout
-    finally:
-        source.write_text(right, "utf-8")
 
 
 def test_objects_md_is_made_from_the_mib(tree):

@@ -75,10 +75,9 @@ std::string answer(netsnmp_handler_registration* registration, netsnmp_request_i
 {
     Variable variable;
     request.requestvb = variable.get();
-    netsnmp_agent_request_info info{};
-    info.mode = MODE_GET;
-    netsnmp_mib_handler* handler = registration->handler;
-    inside([&] { return handler->access_method(handler, registration, &info, &request); });
+    AgentRequest info(MODE_GET);
+    netsnmp_mib_handler* handler = moduleHandler(registration);
+    inside([&] { return handler->access_method(handler, registration, info.get(), &request); });
     return encoded(variable.get());
 }
 

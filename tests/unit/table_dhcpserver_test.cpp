@@ -198,13 +198,4 @@ TEST_F(DhcpServerTest, FailureMetByTheSwitchExpiresTheTableToo)
     EXPECT_EQ(indices(table), std::vector<long>{});
 }
 
-TEST_F(DhcpServerTest, AccessorGivesTheWholeResult)
-{
-    freshResult(R"({"dhcp": {"enabled": true, "leases": [1]}})");
-    indices(table);
-    Json::Value result;
-    EXPECT_TRUE(dhcpData(result));
-    EXPECT_EQ(result["dhcp"]["leases"].size(), 1U) << "the table took its rows out of the cache";
-}
-
 } // namespace

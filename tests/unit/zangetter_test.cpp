@@ -1,6 +1,7 @@
 #include "zangetter.h"
 
-#include <gtest/gtest.h>
+#include "support/apitest.h"
+
 #include <json/json.h>
 
 #include <cstdint>
@@ -8,48 +9,48 @@
 #include <stdexcept>
 
 using namespace zansnmp;
+using namespace zantest;
 
 namespace {
 
-/// What the accessors below hand out, and how often they were asked.
-Json::Value served;
-Json::Value received;
-int calls = 0;
-
-bool succeeding(Json::Value& out)
+/// A query that asks the API each time.
+ZanCachedData& query()
 {
-    ++calls;
-    received = out;
-    out = served;
-    return true;
+    static ZanCachedData data(apiUrl("/api?fields=system"), 0);
+    return data;
 }
 
-/// Fails as a query does that has been successful before: the last good result is in `out`.
-bool failing(Json::Value& out)
+/// A query that cannot even be made.
+ZanCachedData& throwing()
 {
-    ++calls;
-    out = served;
-    return false;
-}
-
-bool throwing(Json::Value&)
-{
-    ++calls;
     throw std::bad_alloc();
 }
 
-class GetterTest : public testing::Test {
+class GetterTest : public ApiTest {
 protected:
-    GetterTest()
+    GetterTest() { serve(served); }
+
+    void serve(const Json::Value& result)
     {
-        served = Json::Value(Json::objectValue);
-        served["text"] = "a text";
-        served["number"] = 7;
-        served["flag"] = true;
-        served["inner"]["inmost"] = "deep";
-        served["list"].append(1);
-        calls = 0;
+        api().setReply(httpReply(envelope(Json::FastWriter().write(result))));
     }
+
+    /// From now on the query fails; it has been successful before.
+    void fail()
+    {
+        query().result();
+        api().setReply(httpReply(R"({"code": 404, "result": {}})"));
+    }
+
+    Json::Value served = [] {
+        Json::Value result;
+        result["text"] = "a text";
+        result["number"] = 7;
+        result["flag"] = true;
+        result["inner"]["inmost"] = "deep";
+        result["list"].append(1);
+        return result;
+    }();
 };
 
 // The way through objects.
@@ -78,97 +79,100 @@ TEST_F(GetterTest, MemberAtThrowsAtWhatIsNeitherObjectNorNull)
 
 // The frame.
 
-TEST_F(GetterTest, ProvideHandsTheAccessorANullValueOnce)
+TEST_F(GetterTest, ResultOfIsTheQuerysOwn)
 {
-    received = "something";
-    provide<int>(succeeding, 0, [](const Json::Value&) { return 1; });
-    EXPECT_TRUE(received.isNull());
-    EXPECT_EQ(calls, 1);
+    const SharedJson result = resultOf(query());
+    EXPECT_EQ(*result, served);
+    EXPECT_EQ(result.use_count(), 2) << "a copy, or somebody else holds it";
 }
 
-TEST_F(GetterTest, ProvideGivesWhatIsRead)
+TEST_F(GetterTest, ResultOfThrowsThisTextWhenTheApiFails)
 {
-    EXPECT_EQ(provide<int>(succeeding, 0, [](const Json::Value& result) { return result["number"].asInt(); }),
-              7);
+    fail();
+    try {
+        resultOf(query());
+        FAIL() << "nothing thrown";
+    } catch (const char* text) {
+        EXPECT_STREQ(text, "get data form API failed");
+    }
+}
+
+TEST_F(GetterTest, ProvideAsksTheApiOnceAndGivesWhatIsRead)
+{
+    api().takePaths();
+    EXPECT_EQ(provide<int>(query, 0, [](const Json::Value& result) { return result["number"].asInt(); }), 7);
+    EXPECT_EQ(api().takePaths().size(), 1U);
 }
 
 TEST_F(GetterTest, ProvideFallsBackWithoutReadingWhenTheQueryFails)
 {
     bool read = false;
-    const auto reader = [&read](const Json::Value&) {
-        read = true;
-        return 1;
-    };
-    EXPECT_EQ(provide<int>(failing, -5, reader), -5);
+    fail();
+    EXPECT_EQ(provide<int>(query, -5,
+                           [&read](const Json::Value&) {
+                               read = true;
+                               return 1;
+                           }),
+              -5);
     EXPECT_FALSE(read);
 }
 
 TEST_F(GetterTest, ProvideFallsBackWhateverIsThrown)
 {
     EXPECT_EQ(provide<int>(throwing, -5, [](const Json::Value&) { return 1; }), -5);
-    EXPECT_EQ(provide<int>(succeeding, -5, [](const Json::Value&) -> int { throw "a text"; }), -5);
-    EXPECT_EQ(provide<int>(succeeding, -5, [](const Json::Value&) -> int { throw 42; }), -5);
-    EXPECT_EQ(provide<int>(succeeding, -5, [](const Json::Value&) -> int { throw std::runtime_error("x"); }),
-              -5);
-    EXPECT_EQ(provide<int>(succeeding, -5, [](const Json::Value& result) { return result["text"].asInt(); }),
-              -5);
-}
-
-TEST_F(GetterTest, FallbacksOfTextsAndNumbers)
-{
-    EXPECT_EQ(provideText(failing, [](const Json::Value&) { return "x"; }), "Unknown");
-    EXPECT_EQ(provideText(succeeding, [](const Json::Value&) { return "x"; }), "x");
-    EXPECT_EQ(provideUnsigned(failing, [](const Json::Value&) { return 1U; }), 0U);
-    EXPECT_EQ(provideUnsigned(succeeding, [](const Json::Value&) { return 4294967295U; }), 4294967295U);
-}
-
-TEST_F(GetterTest, FailedFetchIsThrownAsThisText)
-{
-    EXPECT_STREQ(getDataFailed, "get data form API failed");
+    EXPECT_EQ(provide<int>(query, -5, [](const Json::Value&) -> int { throw "a text"; }), -5);
+    EXPECT_EQ(provide<int>(query, -5, [](const Json::Value&) -> int { throw 42; }), -5);
+    EXPECT_EQ(provide<int>(query, -5, [](const Json::Value&) -> int { throw std::runtime_error("x"); }), -5);
+    EXPECT_EQ(provide<int>(query, -5, [](const Json::Value& result) { return result["text"].asInt(); }), -5);
 }
 
 // The plain members.
 
 TEST_F(GetterTest, TextMember)
 {
-    EXPECT_EQ(textMember(succeeding, {"text"}), "a text");
-    EXPECT_EQ(textMember(succeeding, {"inner", "inmost"}), "deep");
-    EXPECT_EQ(textMember(succeeding, {"number"}), "7");
-    EXPECT_EQ(textMember(succeeding, {"flag"}), "true");
-    EXPECT_EQ(textMember(succeeding, {"missing"}), "");
-    EXPECT_EQ(textMember(succeeding, {"missing", "deeper"}), "");
-    EXPECT_EQ(textMember(succeeding, {"list"}), "Unknown");
-    EXPECT_EQ(textMember(succeeding, {"inner"}), "Unknown");
-    EXPECT_EQ(textMember(succeeding, {"text", "deeper"}), "Unknown");
-    EXPECT_EQ(textMember(failing, {"text"}), "Unknown");
+    EXPECT_EQ(textMember(query, {"text"}), "a text");
+    EXPECT_EQ(textMember(query, {"inner", "inmost"}), "deep");
+    EXPECT_EQ(textMember(query, {"number"}), "7");
+    EXPECT_EQ(textMember(query, {"flag"}), "true");
+    EXPECT_EQ(textMember(query, {"missing"}), "");
+    EXPECT_EQ(textMember(query, {"missing", "deeper"}), "");
+    EXPECT_EQ(textMember(query, {"list"}), "Unknown");
+    EXPECT_EQ(textMember(query, {"inner"}), "Unknown");
+    EXPECT_EQ(textMember(query, {"text", "deeper"}), "Unknown");
     EXPECT_EQ(textMember(throwing, {"text"}), "Unknown");
+    fail();
+    EXPECT_EQ(textMember(query, {"text"}), "Unknown");
 }
 
 TEST_F(GetterTest, FlagMember)
 {
-    EXPECT_EQ(flagMember(succeeding, {"flag"}), "True");
-    EXPECT_EQ(flagMember(succeeding, {"number"}), "True");
-    EXPECT_EQ(flagMember(succeeding, {"missing"}), "False");
-    EXPECT_EQ(flagMember(succeeding, {"text"}), "Unknown");
-    EXPECT_EQ(flagMember(succeeding, {"list"}), "Unknown");
-    EXPECT_EQ(flagMember(failing, {"flag"}), "Unknown");
-    served = false;
-    EXPECT_EQ(flagMember(succeeding, {}), "False");
-    served = true;
-    EXPECT_EQ(flagMember(succeeding, {}), "True");
+    EXPECT_EQ(flagMember(query, {"flag"}), "True");
+    EXPECT_EQ(flagMember(query, {"number"}), "True");
+    EXPECT_EQ(flagMember(query, {"missing"}), "False");
+    EXPECT_EQ(flagMember(query, {"text"}), "Unknown");
+    EXPECT_EQ(flagMember(query, {"list"}), "Unknown");
+    serve(false);
+    EXPECT_EQ(flagMember(query, {}), "False");
+    serve(true);
+    EXPECT_EQ(flagMember(query, {}), "True");
+    fail();
+    EXPECT_EQ(flagMember(query, {}), "Unknown");
 }
 
 TEST_F(GetterTest, UnsignedMember)
 {
-    EXPECT_EQ(unsignedMember(succeeding, {"number"}), 7U);
-    EXPECT_EQ(unsignedMember(succeeding, {"flag"}), 1U);
-    EXPECT_EQ(unsignedMember(succeeding, {"missing"}), 0U);
-    EXPECT_EQ(unsignedMember(succeeding, {"text"}), 0U);
-    EXPECT_EQ(unsignedMember(failing, {"number"}), 0U);
+    EXPECT_EQ(unsignedMember(query, {"number"}), 7U);
+    EXPECT_EQ(unsignedMember(query, {"flag"}), 1U);
+    EXPECT_EQ(unsignedMember(query, {"missing"}), 0U);
+    EXPECT_EQ(unsignedMember(query, {"text"}), 0U);
     served["number"] = 4294967295U;
-    EXPECT_EQ(unsignedMember(succeeding, {"number"}), 4294967295U);
+    serve(served);
+    EXPECT_EQ(unsignedMember(query, {"number"}), 4294967295U);
     served["number"] = -1;
-    EXPECT_EQ(unsignedMember(succeeding, {"number"}), 0U);
+    serve(served);
+    EXPECT_EQ(unsignedMember(query, {"number"}), 0U);
+    fail();
+    EXPECT_EQ(unsignedMember(query, {"flag"}), 0U);
 }
 
 TEST_F(GetterTest, TextsOfFlags)

@@ -13,7 +13,8 @@
 using namespace zantest;
 using zansnmp::apiUrl;
 using zansnmp::appendResponse;
-using zansnmp::BorrowedResult;
+using zansnmp::Question;
+using zansnmp::SharedJson;
 using zansnmp::ZanCachedData;
 
 namespace {
@@ -556,188 +557,164 @@ TEST_F(ZanCachedDataTest, WarmGetCopiesTheResultOnceAndNothingElse)
     EXPECT_EQ(allocationsMade() - before, 2 * oneCopy);
 }
 
-// Results that are borrowed and go back.
+// Results that are shared.
 
-/// Borrows the query's result once; the blocks of memory that it took.
-long borrow(ZanCachedData& query)
-{
-    const long before = allocationsMade();
-    BorrowedResult result;
-    EXPECT_TRUE(query.get(result.value()));
-    return allocationsMade() - before;
-}
-
-TEST_F(ZanCachedDataTest, NextBorrowerGetsTheCopyOfTheOneBefore)
+TEST_F(ZanCachedDataTest, SharedResultIsTheCacheItself)
 {
     fetched(R"({"text": "a"})");
-    EXPECT_GT(borrow(query), 0);
-    EXPECT_EQ(borrow(query), 0);
-    BorrowedResult result;
-    EXPECT_TRUE(query.get(result.value()));
-    EXPECT_EQ(result.value(), json(R"({"text": "a"})"));
+    const long before = allocationsMade();
+    const SharedJson first = query.result();
+    const SharedJson second = query.result();
+    EXPECT_EQ(allocationsMade(), before) << "a copy";
+    EXPECT_EQ(first, second);
+    EXPECT_EQ(*first, json(R"({"text": "a"})"));
     EXPECT_EQ(api().takeRequests().size(), 0U);
 }
 
-TEST_F(ZanCachedDataTest, CopyMadeForAFetchGoesBackToo)
-{
-    replyBody(envelope(R"({"text": "a"})"));
-    EXPECT_GT(borrow(query), 0);
-    EXPECT_EQ(borrow(query), 0);
-}
-
-TEST_F(ZanCachedDataTest, BorrowerThatAnExceptionEndsGivesBackToo)
-{
-    fetched(R"({"text": "a"})");
-    try {
-        BorrowedResult result;
-        EXPECT_TRUE(query.get(result.value()));
-        throw 1;
-    } catch (int) {
-    }
-    EXPECT_EQ(borrow(query), 0);
-}
-
-TEST_F(ZanCachedDataTest, NewFetchIsWhatTheNextBorrowerGets)
+TEST_F(ZanCachedDataTest, SharedResultOutlivesAFetchAFailureAndItsQuery)
 {
     fetched(R"({"text": "old"})");
-    borrow(query);
+    const SharedJson old = query.result();
     passSeconds(5);
-    replyBody(envelope(R"({"text": "new"})"));
-    for (int i = 0; i < 2; ++i) {
-        BorrowedResult result;
-        EXPECT_TRUE(query.get(result.value()));
-        EXPECT_EQ(result.value()["text"], "new");
-    }
-}
-
-TEST_F(ZanCachedDataTest, CopyOfAnOlderFetchDoesNotGoBack)
-{
-    fetched(R"({"text": "old"})");
+    fetched(R"({"text": "new"})");
+    EXPECT_EQ((*old)["text"], "old");
+    EXPECT_EQ((*query.result())["text"], "new");
+    SharedJson kept;
     {
-        BorrowedResult result;
-        EXPECT_TRUE(query.get(result.value()));
+        ZanCachedData other(apiUrl(path), 5);
+        kept = other.result();
         passSeconds(5);
-        fetched(R"({"text": "new"})");
-        EXPECT_EQ(result.value()["text"], "old");
+        apiDown();
+        EXPECT_FALSE(other.result());
     }
-    BorrowedResult result;
-    EXPECT_TRUE(query.get(result.value()));
-    EXPECT_EQ(result.value()["text"], "new");
+    EXPECT_EQ((*kept)["text"], "new");
 }
 
-TEST_F(ZanCachedDataTest, TwoBorrowersAtOnceHaveACopyEach)
+TEST_F(ZanCachedDataTest, CopyOfAResultThatIsSharedIsTheCallersOwn)
 {
     fetched(R"({"text": "a"})");
-    for (int i = 0; i < 2; ++i) {
-        BorrowedResult outer;
-        EXPECT_TRUE(query.get(outer.value()));
-        const BorrowedResult nothing;
-        BorrowedResult inner;
-        EXPECT_TRUE(query.get(inner.value()));
-        EXPECT_EQ(outer.value(), inner.value());
-    }
-}
-
-TEST_F(ZanCachedDataTest, BorrowerThatAnotherCameAndWentBeforeGivesBackToo)
-{
-    fetched(R"({"text": "a"})");
-    {
-        BorrowedResult outer;
-        borrow(query);
-        EXPECT_TRUE(query.get(outer.value()));
-    }
-    EXPECT_EQ(borrow(query), 0);
-}
-
-TEST_F(ZanCachedDataTest, BorrowersOfTwoQueriesGiveEachItsOwn)
-{
-    fetched(R"({"text": "a"})");
-    ZanCachedData other(apiUrl("/api?fields=dhcp"), 5);
-    replyBody(envelope(R"({"text": "b"})"));
-    for (int i = 0; i < 3; ++i) {
-        BorrowedResult outer;
-        EXPECT_TRUE(query.get(outer.value()));
-        {
-            BorrowedResult inner;
-            EXPECT_TRUE(other.get(inner.value()));
-            EXPECT_EQ(inner.value()["text"], "b");
-        }
-        EXPECT_EQ(outer.value()["text"], "a");
-    }
-}
-
-TEST_F(ZanCachedDataTest, VariableBesideABorrowerIsItsOwnersToChange)
-{
-    fetched(R"({"text": "a"})");
-    {
-        const BorrowedResult unused;
-        EXPECT_TRUE(query.get(out));
-        out["text"] = "changed";
-    }
-    for (int i = 0; i < 2; ++i) {
-        BorrowedResult result;
-        EXPECT_TRUE(query.get(result.value()));
-        EXPECT_EQ(result.value()["text"], "a");
-    }
-}
-
-TEST_F(ZanCachedDataTest, VariableOfItsOwnersMayTakeWhatWasGivenBack)
-{
-    fetched(R"({"text": "a"})");
-    borrow(query);
+    const SharedJson shared = query.result();
     EXPECT_TRUE(query.get(out));
     out["text"] = "changed";
-    EXPECT_TRUE(query.get(out));
-    EXPECT_EQ(out["text"], "a");
+    EXPECT_EQ((*shared)["text"], "a");
+    EXPECT_EQ((*query.result())["text"], "a");
 }
 
-TEST_F(ZanCachedDataTest, BorrowerOfAFailedGetHasTheLastGoodResult)
-{
-    fetched(R"({"text": "good"})");
-    borrow(query);
-    passSeconds(5);
-    apiDown();
-    for (int i = 0; i < 2; ++i) {
-        BorrowedResult result;
-        EXPECT_FALSE(query.get(result.value()));
-        EXPECT_EQ(result.value()["text"], "good");
-    }
-}
-
-TEST_F(ZanCachedDataTest, NullIsBorrowedAsAnyOtherResult)
+TEST_F(ZanCachedDataTest, FailureHasNoSharedResultButNullIsOne)
 {
     fetched("null");
-    for (int i = 0; i < 2; ++i) {
-        BorrowedResult result;
-        EXPECT_TRUE(query.get(result.value()));
-        EXPECT_TRUE(result.value().isNull());
-    }
+    ASSERT_TRUE(query.result());
+    EXPECT_TRUE(query.result()->isNull());
     passSeconds(5);
-    fetched("7");
-    BorrowedResult result;
-    EXPECT_TRUE(query.get(result.value()));
-    EXPECT_EQ(result.value(), Json::Value(7));
+    replyBody(R"({"code": 404, "result": 1})");
+    EXPECT_FALSE(query.result());
+    setUptime(100);
+    ZanCachedData fresh(apiUrl(path), 5); // in the first seconds of uptime nothing counts as fresh
+    ASSERT_TRUE(fresh.result());
+    EXPECT_TRUE(fresh.result()->isNull());
 }
 
-TEST_F(ZanCachedDataTest, BorrowerThatMemoryIsTooShortForLeavesTheCacheAsItWas)
+TEST_F(ZanCachedDataTest, SharingThrowsWhatGetThrows)
 {
-    fetched(R"({"text": "a"})");
-    bool happened = true;
-    for (long nth = 1; happened; ++nth) {
-        {
-            const FailingAllocation shortage(nth);
-            BorrowedResult result;
-            try {
-                EXPECT_TRUE(query.get(result.value()));
-            } catch (const std::bad_alloc&) {
-                EXPECT_TRUE(result.value().isNull());
-            }
-            happened = shortage.happened();
-        }
-        Json::Value copy;
-        EXPECT_TRUE(query.get(copy)) << "after failing allocation " << nth;
-        EXPECT_EQ(copy, json(R"({"text": "a"})"));
+    replyBody(R"({"code": "200", "result": {}})");
+    EXPECT_THROW(query.result(), Json::LogicError);
+}
+
+// One question, one moment.
+
+TEST_F(ZanCachedDataTest, WithinAQuestionAnAnswerStaysFresh)
+{
+    fetched("1");
+    passSeconds(4);
+    const Question question(7);
+    EXPECT_TRUE(query.get(out));
+    passSeconds(3600);
+    EXPECT_TRUE(query.get(out));
+    EXPECT_EQ(*query.result(), Json::Value(1));
+    EXPECT_TRUE(api().takeRequests().empty());
+}
+
+TEST_F(ZanCachedDataTest, WhatAQuestionFetchesStaysFreshInIt)
+{
+    const Question question(7);
+    replyBody(envelope("1"));
+    EXPECT_TRUE(query.get(out));
+    passSeconds(3600);
+    replyBody(envelope("2"));
+    EXPECT_EQ(*query.result(), Json::Value(1));
+    EXPECT_EQ(api().takeRequests().size(), 1U);
+}
+
+TEST_F(ZanCachedDataTest, QuestionGoesOnUnderItsNumber)
+{
+    fetched("1");
+    for (int step = 0; step < 3; ++step) {
+        const Question question(7);
+        EXPECT_EQ(*query.result(), Json::Value(1));
+        passSeconds(4);
     }
+    EXPECT_TRUE(api().takeRequests().empty());
+}
+
+TEST_F(ZanCachedDataTest, NextQuestionAndNoQuestionLookAtTheClock)
+{
+    fetched("1");
+    {
+        const Question question(7);
+        EXPECT_TRUE(query.get(out));
+    }
+    passSeconds(5);
+    replyBody(envelope("2"));
+    {
+        const Question question(8);
+        EXPECT_EQ(*query.result(), Json::Value(2));
+    }
+    passSeconds(5);
+    replyBody(envelope("3"));
+    EXPECT_EQ(*query.result(), Json::Value(3));
+    {
+        const Question question(8); // its number again: the answer given without a question is not its
+        passSeconds(5);
+        replyBody(envelope("4"));
+        EXPECT_EQ(*query.result(), Json::Value(4));
+    }
+}
+
+TEST_F(ZanCachedDataTest, EachQueryDecidesForItselfInAQuestion)
+{
+    fetched("1");
+    passSeconds(4);
+    ZanCachedData other(apiUrl(path), 5);
+    const Question question(7);
+    EXPECT_TRUE(query.get(out));
+    passSeconds(1);
+    replyBody(envelope("2"));
+    EXPECT_EQ(*other.result(), Json::Value(2));
+    EXPECT_EQ(*query.result(), Json::Value(1));
+}
+
+TEST_F(ZanCachedDataTest, FailureIsNotRememberedInAQuestion)
+{
+    apiDown();
+    const Question question(7);
+    EXPECT_FALSE(query.get(out));
+    EXPECT_FALSE(query.get(out));
+    apiUp();
+    replyBody(envelope("1"));
+    EXPECT_TRUE(query.get(out));
+    EXPECT_EQ(out, Json::Value(1));
+    passSeconds(5);
+    apiDown();
+    EXPECT_TRUE(query.get(out)) << "the question has its answer";
+}
+
+TEST_F(ZanCachedDataTest, ThrowIsNotRememberedInAQuestion)
+{
+    const Question question(7);
+    replyBody(R"({"code": "200", "result": {}})");
+    EXPECT_THROW(query.get(out), Json::LogicError);
+    replyBody(envelope("1"));
+    EXPECT_TRUE(query.get(out));
 }
 
 // Failures and the cache.
@@ -840,42 +817,6 @@ TEST_F(ZanCachedDataTest, TwoGetsWithinTheLifetimeMakeOneRequestAndAThirdBehindI
     passSeconds(1);
     EXPECT_TRUE(query.get(out));
     EXPECT_EQ(api().takeRequests().size(), 1U);
-}
-
-// What the tables ask a query.
-
-TEST_F(ZanCachedDataTest, IsCachedTellsWhetherGetWouldAskTheApi)
-{
-    EXPECT_FALSE(query.isCached());
-    query.get(out);
-    EXPECT_TRUE(query.isCached());
-    passSeconds(4);
-    EXPECT_TRUE(query.isCached());
-    passSeconds(1);
-    EXPECT_FALSE(query.isCached());
-    query.get(out);
-    passSeconds(5);
-    replyBody("");
-    query.get(out);
-    EXPECT_FALSE(query.isCached());
-}
-
-TEST_F(ZanCachedDataTest, FetchCountCountsSuccessfulFetches)
-{
-    EXPECT_EQ(query.fetchCount(), 0U);
-    query.get(out);
-    query.get(out);
-    EXPECT_EQ(query.fetchCount(), 1U);
-    passSeconds(5);
-    replyBody("");
-    query.get(out);
-    EXPECT_EQ(query.fetchCount(), 1U);
-    replyBody(R"({"code": "200", "result": {}})");
-    EXPECT_THROW(query.get(out), Json::LogicError);
-    EXPECT_EQ(query.fetchCount(), 1U);
-    replyBody(envelope("1"));
-    query.get(out);
-    EXPECT_EQ(query.fetchCount(), 2U);
 }
 
 // The append callback.

@@ -166,8 +166,11 @@ int __wrap_netsnmp_register_read_only_scalar(netsnmp_handler_registration* regis
 int __wrap_netsnmp_register_table_iterator(netsnmp_handler_registration* registration,
                                            netsnmp_iterator_info* iterator)
 {
+    // The helpers that the real function puts in front; the agent is not told.
+    netsnmp_inject_handler(registration, netsnmp_get_table_iterator_handler(iterator));
+    netsnmp_inject_handler(registration, netsnmp_get_table_handler(iterator->table_reginfo));
     tableRegistrations.push_back({registration, iterator});
-    return SNMPERR_SUCCESS;
+    return MIB_REGISTERED_OK;
 }
 
 unsigned int __wrap_snmp_alarm_register(unsigned int, unsigned int, SNMPAlarmCallback* callback, void* client)
@@ -296,6 +299,24 @@ void fail(const std::string& what)
 {
     std::fprintf(stderr, "the module failed: %s\n", what.c_str());
     std::abort();
+}
+
+netsnmp_mib_handler* moduleHandler(const netsnmp_handler_registration* registration)
+{
+    netsnmp_mib_handler* handler = registration->handler;
+    while (handler->next != nullptr) {
+        handler = handler->next;
+    }
+    return handler;
+}
+
+AgentRequest::AgentRequest(int mode)
+{
+    static long transaction = 0;
+    pdu.transid = ++transaction;
+    session.pdu = &pdu;
+    info.asp = &session;
+    info.mode = mode;
 }
 
 } // namespace world

@@ -63,6 +63,24 @@ const std::vector<Table>& tables();
 SNMPAlarmCallback* alarm();
 void* alarmArgument();
 
+/// The module's own handler of a registration: the last of its chain.
+netsnmp_mib_handler* moduleHandler(const netsnmp_handler_registration* registration);
+
+/// What the agent tells handlers of a manager's request: another request each time.
+class AgentRequest {
+public:
+    explicit AgentRequest(int mode);
+    AgentRequest(const AgentRequest&) = delete;
+    AgentRequest& operator=(const AgentRequest&) = delete;
+
+    netsnmp_agent_request_info* get() { return &info; }
+
+private:
+    netsnmp_pdu pdu{};
+    netsnmp_agent_session session{};
+    netsnmp_agent_request_info info{};
+};
+
 /// The event queue: what reading it gives, one after the other; nothing after the last.
 struct Reading {
     int error; ///< errno of a failed reading; 0 for a message

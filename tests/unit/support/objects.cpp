@@ -69,10 +69,9 @@ const Registered& registeredAs(const std::string& name)
 
 int call(const Registered& registered, int mode, netsnmp_request_info* requests)
 {
-    netsnmp_agent_request_info requestInfo{};
-    requestInfo.mode = mode;
+    AgentRequest request(mode);
     netsnmp_mib_handler* handler = registered.registration->handler;
-    return handler->access_method(handler, registered.registration, &requestInfo, requests);
+    return handler->access_method(handler, registered.registration, request.get(), requests);
 }
 
 /// As the agent's iterator helper does it.

@@ -152,6 +152,11 @@ Cell noSuchInstance()
     return {SNMP_NOSUCHINSTANCE, ""};
 }
 
+zansnmp::ZanTableRowContext rowContext(std::int32_t position, const Json::Value& content)
+{
+    return {position, std::make_shared<const Json::Value>(content)};
+}
+
 Request::Request()
 {
     variable.type = ASN_NULL;
@@ -206,11 +211,19 @@ std::vector<int> modesOtherThanGet()
             12345};
 }
 
+AgentRequest::AgentRequest(int mode)
+{
+    static long transaction = 0;
+    pdu.transid = ++transaction;
+    session.pdu = &pdu;
+    info.asp = &session;
+    info.mode = mode;
+}
+
 int handle(Netsnmp_Node_Handler* handler, int mode, netsnmp_request_info* requests)
 {
-    netsnmp_agent_request_info requestInfo{};
-    requestInfo.mode = mode;
-    return handler(nullptr, nullptr, &requestInfo, requests);
+    AgentRequest request(mode);
+    return handler(nullptr, nullptr, request.get(), requests);
 }
 
 Walk::Walk(const TableUnderTest& walkedTable) : table(walkedTable)

@@ -52,6 +52,9 @@ Cell timeTicks(unsigned long number);
 Cell untouched();
 Cell noSuchInstance();
 
+/// The context of a row with this content, at this position of its array.
+zansnmp::ZanTableRowContext rowContext(std::int32_t position, const Json::Value& content);
+
 /// A request for one cell, as it reaches a table's handler.
 class Request {
 public:
@@ -78,7 +81,23 @@ private:
 /// All the modes of the agent but MODE_GET, and one of no agent.
 std::vector<int> modesOtherThanGet();
 
-/// Calls a handler in a mode, for one request or a list of them.
+/// What the agent tells handlers of a manager's request: another request each time.
+class AgentRequest {
+public:
+    explicit AgentRequest(int mode);
+
+    AgentRequest(const AgentRequest&) = delete;
+    AgentRequest& operator=(const AgentRequest&) = delete;
+
+    netsnmp_agent_request_info* get() { return &info; }
+
+private:
+    netsnmp_pdu pdu{};
+    netsnmp_agent_session session{};
+    netsnmp_agent_request_info info{};
+};
+
+/// Calls a table's handler in a mode, for one request or a list of them.
 int handle(Netsnmp_Node_Handler* handler, int mode, netsnmp_request_info* requests);
 
 /// Frees a row context through the hook of its table.
