@@ -13,8 +13,10 @@ from typing import Any, Callable, Iterator
 import pytest
 
 from harness import CACHE_LIFETIME, Clock, Fault, envelope, http_answer
-from harness.router import DHCP, RADIO, REMOTE_ACCESS, SCALAR, SCALARS, SYSTEM, TABLE
+from harness.router import DHCP, SCALAR, SCALARS, SYSTEM, TABLE
 
+RADIO = SCALAR["zanRadioType"].query
+REMOTE_ACCESS = SCALAR["zanRemoteAccessHTTPSessionTimeout"].query
 LEASES = TABLE["zanDHCPServerLeasesTable"]
 ROWS = 10
 QUESTIONS = 100
