@@ -5,7 +5,7 @@ import re
 import subprocess
 from collections import Counter
 from pathlib import Path
-from typing import Iterator, List, Set, Tuple
+from typing import Dict, Iterator, List, Set, Tuple
 
 import pytest
 from conftest import ROOT, version
@@ -144,6 +144,21 @@ def test_the_agent_takes_the_log_options_that_documents_name(tmp_path):
         ["/usr/sbin/snmpd", *option.replace("FILE", str(tmp_path / "log")).split(), "-v"],
         stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False).returncode != 0]
     assert refused == []
+
+
+def faults_of_the_page() -> Dict[str, str]:
+    """What the simulator's manual page says of each fault."""
+    page = (ROOT / "packaging/man/zan-router-sim.1.in").read_text("ascii")
+    section = re.search(r"^\.SH FAULTS\n(.*?)^\.SH ", page, re.M | re.S)[1]
+    entries = re.findall(r"^\.TP\n\.BI? (.*)\n(.*)\n", section, re.M)
+    return {name.replace('"', "").replace("  ", " "): text.replace("\\(dq", '"') for name, text in entries}
+
+
+def test_the_page_of_the_simulator_has_the_faults_of_its_help():
+    text = subprocess.run([ROOT / "tools/zan-router-sim", "--help"], stdout=subprocess.PIPE, text=True,
+                          check=True).stdout
+    block = re.search(r"^faults .*:\n((?:  .*\n)+)", text, re.M)[1]
+    assert faults_of_the_page() == dict(re.findall(r"^  (\w+(?: [A-Z]+)?) +(.*)$", block, re.M)) != {}
 
 
 def test_the_command_that_shows_the_log_is_debian_s_but_for_one_option():
