@@ -9,6 +9,9 @@ SMALL=i
 USER_CAPITAL_I=${SMALL^}
 export LC_ALL=C.UTF-8
 
+# The agent and its like are not on an ordinary user's PATH.
+PATH=$PATH:/usr/sbin:/sbin
+
 ZAN_ROOT=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd)
 ZAN_SCRIPT=${ZAN_SCRIPT:-scripts/$(basename -- "$0")}
 
@@ -348,8 +351,10 @@ CONF
     export APT_CONFIG=$apt/apt.conf
 }
 
-# configure_and_build TARGET...: builds these targets in BUILD_DIR. Options of an earlier configuration stay.
+# configure_and_build TARGET...: builds these targets in BUILD_DIR, unless that is done. Options of an earlier
+# configuration stay.
 configure_and_build() {
+    [[ -z ${ZAN_BUILT:-} ]] || return 0
     if [[ ! -f $BUILD_DIR/CMakeCache.txt ]]; then
         step "Configuring the build" cmake -S "$ZAN_ROOT" -B "$BUILD_DIR" -DZAN_BUILD_TESTS=OFF ||
             die "cmake could not configure $BUILD_DIR; its own words are above."
@@ -372,6 +377,34 @@ namespace_command() {
         die "this machine refuses private namespaces: $refusal" \
             "(the command was: ${NAMESPACE_COMMAND[*]} true)" "$(namespace_hint "$refusal")"
     fi
+}
+
+# Whether private namespaces are root's business here: the kernel refuses them to other users, as it does in a chroot
+# and in most containers, and sudo may help.
+namespaces_need_root() {
+    [[ $(id -u) -ne 0 ]] && command -v sudo >/dev/null && ! unshare --map-root-user --mount true 2>/dev/null
+}
+
+# Sets AS_ROOT to a sudo that keeps what is told to these scripts by environment.
+become_root_with_settings() {
+    local name
+    AS_ROOT=(sudo env)
+    for name in $(compgen -e); do
+        case $name in
+            ZAN_* | CI | NO_COLOR | TMPDIR | XDG_CACHE_HOME | NODE_EXTRA_CA_CERTS | *_proxy | *_PROXY | npm_config_*)
+                AS_ROOT+=("$name=${!name}")
+                ;;
+        esac
+    done
+    say "This machine refuses private namespaces to ordinary users: going on with sudo, which may ask for your password."
+}
+
+# again_as_root ARGUMENT...: starts this script again as root, after what an ordinary user can do: ZAN_BUILT tells.
+again_as_root() {
+    become_root_with_settings
+    run_at_exit
+    trap - EXIT
+    exec "${AS_ROOT[@]}" ZAN_BUILT=yes bash "$0" "$@"
 }
 
 namespace_hint() {

@@ -4,6 +4,7 @@ import os
 import re
 import shutil
 import subprocess
+import tempfile
 from pathlib import Path
 from typing import Dict, List, NamedTuple, Optional
 
@@ -28,6 +29,19 @@ def version() -> str:
                      re.M)[1]
 
 
+#: Temporary files of this run, lintian's and the compilers' among them.
+TEMPORARY = tempfile.TemporaryDirectory(prefix="zansnmpext.")
+
+
+def pytest_configure() -> None:
+    os.chmod(TEMPORARY.name, 0o755)  # one of the builds is another user's
+    os.environ["TMPDIR"] = tempfile.tempdir = TEMPORARY.name
+
+
+def pytest_unconfigure() -> None:
+    TEMPORARY.cleanup()
+
+
 class Build(NamedTuple):
     """A build folder, and the packages that were made in it by their names."""
 
@@ -37,9 +51,14 @@ class Build(NamedTuple):
 
 def copy_sources(target: Path) -> None:
     """The files that git knows or would add, in another place."""
-    files = subprocess.run(["git", "-c", f"safe.directory={ROOT}", "ls-files", "-z", "--cached", "--others",
-                            "--exclude-standard"],
-                           cwd=ROOT, stdout=subprocess.PIPE, check=True).stdout.decode().split("\0")
+    if (ROOT / ".git").exists():
+        command = ["git", "-c", f"safe.directory={ROOT}", "ls-files", "-z", "--cached", "--others",
+                   "--exclude-standard"]
+        output = subprocess.run(command, cwd=ROOT, stdout=subprocess.PIPE, check=True).stdout
+        files = output.decode().split("\0")
+    else:  # an unpacked archive
+        files = [str(path.relative_to(ROOT)) for path in ROOT.rglob("*") if "__pycache__" not in path.parts
+                 and not path.relative_to(ROOT).parts[0].startswith("build")]
     for name in filter(None, files):
         if (ROOT / name).is_file():
             (target / name).parent.mkdir(parents=True, exist_ok=True)

@@ -18,7 +18,7 @@ ASK = f"""
 . "{ROOT}/tests/packaging/wait"
 "$TREE/tools/zan-router-sim" >"$HOME/simulator" 2>&1 &
 wait_for test -S /run/api/http.sock
-snmpd -f -r -C -c "$HOME/snmpd.conf" -Lf "$HOME/log" -I -ipAddressTable &
+/usr/sbin/snmpd -f -r -C -c "$HOME/snmpd.conf" -Lf "$HOME/log" -I -ipAddressTable &
 wait_for snmpget -v2c -c public -t 0.2 -r 0 127.0.0.1:1161 .1.3.6.1.2.1.1.3.0
 snmpget -v2c -c public -Ovq 127.0.0.1:1161 .1.3.6.1.4.1.32473.14.1.1.3.12.0
 """
@@ -91,8 +91,9 @@ def test_the_agent_serves_the_new_object(tree, tmp_path):
     environment = {**os.environ, "HOME": str(tmp_path), "TREE": str(tree.source), "MIBS": "",
                    "SNMP_PERSISTENT_DIR": str(tmp_path), "SNMPCONFPATH": str(tmp_path)}
     script = f"mount -t tmpfs tmpfs /run && mkdir /run/api && ip link set lo up && {ASK}"
-    result = subprocess.run(["unshare", "--mount", "--ipc", "--net", "--pid", "--fork", "--kill-child",
-                             "--mount-proc", "bash", "-euc", script],
+    as_root = [] if os.getuid() == 0 else ["--map-root-user"]
+    result = subprocess.run(["unshare", *as_root, "--mount", "--ipc", "--net", "--pid", "--fork",
+                             "--kill-child", "--mount-proc", "bash", "-euc", script],
                             env=environment, stdout=subprocess.PIPE, text=True, check=False)
     assert result.stdout.splitlines()[-1:] == ['"B20"']
 

@@ -91,7 +91,8 @@ module_answers() {
 
 start_agent() {
     write_agent_configuration
-    /usr/sbin/snmpd -f -r -C -c "$DEMO/conf/snmpd.conf" -Lf "$AGENT_LOG" &
+    # Debian's agent would listen on TCP port 199, on every address, for what it calls smux.
+    /usr/sbin/snmpd -f -r -C -c "$DEMO/conf/snmpd.conf" -I -smux -Lf "$AGENT_LOG" &
     SNMPD=$!
     until_true 20 agent_answers || true
     if ! kill -0 "$SNMPD" 2>/dev/null; then

@@ -8,7 +8,11 @@ print_serve_help() {
     mibs=$(quoted "$BUILD_DIR/mibs"):$(quoted "$ZAN_ROOT/tools/demo/mibs")
     [[ $USER_CAPITAL_I == I ]] || language=" LC_ALL=$LC_ALL"
     enter=(nsenter -t "$(first_inside)" -i)
-    [[ $(id -u) -eq 0 ]] || enter+=(-U --preserve-credentials)
+    if [[ $(id -u) -ne 0 ]]; then
+        enter+=(-U --preserve-credentials)
+    elif [[ -n ${ZAN_BUILT:-} ]]; then
+        enter=(sudo "${enter[@]}") # the user is none, only the demo
+    fi
     cat <<HELP
 
 ${GREEN}The agent answers on 127.0.0.1, UDP port $PORT.$PLAIN Ctrl-C ends it. To be tried in another terminal:
