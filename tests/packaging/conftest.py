@@ -29,17 +29,13 @@ def version() -> str:
                      re.M)[1]
 
 
-#: Temporary files of this run, lintian's and the compilers' among them.
+#: Temporary files of this run, lintian's and the compilers' among them; removed when the interpreter ends.
 TEMPORARY = tempfile.TemporaryDirectory(prefix="zansnmpext.")
 
 
 def pytest_configure() -> None:
     os.chmod(TEMPORARY.name, 0o755)  # one of the builds is another user's
     os.environ["TMPDIR"] = tempfile.tempdir = TEMPORARY.name
-
-
-def pytest_unconfigure() -> None:
-    TEMPORARY.cleanup()
 
 
 class Build(NamedTuple):

@@ -90,10 +90,7 @@ def test_the_agent_serves_the_new_object(tree, tmp_path):
         f"agentaddress udp:127.0.0.1:1161\nrocommunity public\ndlmod zansnmpext {module}\n", "ascii")
     environment = {**os.environ, "HOME": str(tmp_path), "TREE": str(tree.source), "MIBS": "",
                    "SNMP_PERSISTENT_DIR": str(tmp_path), "SNMPCONFPATH": str(tmp_path)}
-    script = f"mount -t tmpfs tmpfs /run && mkdir /run/api && ip link set lo up && {ASK}"
-    as_root = [] if os.getuid() == 0 else ["--map-root-user"]
-    result = subprocess.run(["unshare", *as_root, "--mount", "--ipc", "--net", "--pid", "--fork",
-                             "--kill-child", "--mount-proc", "bash", "-euc", script],
+    result = subprocess.run([ROOT / "tests/private", "bash", "-euc", f"mkdir /run/api; {ASK}"],
                             env=environment, stdout=subprocess.PIPE, text=True, check=False)
     assert result.stdout.splitlines()[-1:] == ['"B20"']
 
