@@ -167,7 +167,7 @@ TEST_F(ObjectsTest, GetSetsTheTypeAndTheLengthOfTheValue)
 
 TEST_F(ObjectsTest, EveryModeOtherThanGetIsLoggedAndRefused)
 {
-    for (const Object* scalar : scalarObjects()) {
+    for (const Object* scalar : allScalars()) {
         for (const int mode : modesOtherThanGet()) {
             Request request;
             EXPECT_EQ(handle(*scalar, mode, &request.info()), SNMP_ERR_GENERR) << scalar->name << mode;
@@ -181,7 +181,7 @@ TEST_F(ObjectsTest, EveryModeOtherThanGetIsLoggedAndRefused)
 
 TEST_F(ObjectsTest, OnlyTheFirstRequestIsServed)
 {
-    for (const Object* scalar : scalarObjects()) {
+    for (const Object* scalar : allScalars()) {
         Request first;
         Request second;
         first.info().next = &second.info();
@@ -196,7 +196,7 @@ TEST_F(ObjectsTest, OnlyTheFirstRequestIsServed)
 TEST_F(ObjectsTest, WarmGetOfAShortTextAsksForNoMemory)
 {
     freshResult(R"({"system_capabilities": {"cell": true}, "stats_radio": {"imsi": "262"}})");
-    const std::vector<const Object*> scalars = scalarObjects();
+    const std::vector<const Object*> scalars = allScalars();
     const auto imsi = std::find_if(scalars.begin(), scalars.end(),
                                    [](const Object* scalar) { return scalar->name == "zanRadioIMSI"; });
     EXPECT_EQ(get(**imsi), octets("262"));
@@ -220,7 +220,7 @@ TEST_F(ObjectsTest, TextThatTheVariableHasNoMemoryForIsUnknown)
 
 TEST_F(ObjectsTest, NoShortageOfMemoryEndsAHandler)
 {
-    for (const Object* scalar : scalarObjects()) { // the first GET of each query fetches
+    for (const Object* scalar : allScalars()) { // the first GET of each query fetches
         bool happened = true;
         for (long nth = 1; happened; ++nth) {
             Request request;

@@ -6,7 +6,7 @@
 
 #include "support/apitest.h"
 #include "support/freshprocess.h"
-#include "support/scalars.h"
+#include "support/objects.h"
 #include "support/tables.h"
 
 #include <algorithm>
@@ -25,9 +25,9 @@ const std::string number = std::to_string(ZAN_ENTERPRISE_NUMBER);
 std::vector<std::string> registrationCalls()
 {
     std::vector<std::string> calls;
-    for (const ScalarUnderTest& scalar : allScalars()) {
-        calls.push_back("create " + scalar.name);
-        calls.push_back("register scalar " + scalar.name);
+    for (const Object* scalar : allScalars()) {
+        calls.push_back("create " + scalar->name);
+        calls.push_back("register scalar " + scalar->name);
     }
     for (const TableUnderTest* table :
          {&ipsecTable, &greTable, &openVpnTable, &staticRoutesTable, &leasesTable, &syslogTable}) {
@@ -183,7 +183,7 @@ TEST_F(EntryTest, TableThatCannotBeRegisteredLeavesTheRestOfTheStart)
         interposed().failCallocs = {0}; // the first table's
         init_zansnmpext();
         interposed().watchCalloc = false;
-        EXPECT_EQ(interposed().registered.size(), 108U + 5U);
+        EXPECT_EQ(interposed().registered.size(), allScalars().size() + allTables().size() - 1);
         EXPECT_EQ(interposed().alarms.size(), 1U);
         const LogLines log = takeLog();
         EXPECT_EQ(std::count(log.begin(), log.end(), LogLine{3, ipsecTable.allocationMessage}), 1);
@@ -203,7 +203,7 @@ TEST_F(EntryTest, SecondCallRegistersNothingAndKeepsTheOneAlarm)
             "log 3 system message queue hasn't created. Notifications will be disabled.\n"};
         EXPECT_EQ(interposed().journal, readSwitchCalls + queueIsOpen + completeCalls);
         EXPECT_EQ(interposed().alarms.size(), 1U);
-        EXPECT_EQ(interposed().registered.size(), 108U + 6U);
+        EXPECT_EQ(interposed().registered.size(), allScalars().size() + allTables().size());
     });
 }
 
@@ -248,12 +248,12 @@ TEST_F(EntryTest, ScalarsAreRegisteredInAscendingOrder)
 {
     inFreshProcess([] {
         init_zansnmpext();
-        ASSERT_EQ(allScalars().size(), 108U);
-        ASSERT_EQ(interposed().created.size(), 108U + 6U);
-        ASSERT_EQ(interposed().registered.size(), 108U + 6U);
+        const std::vector<const Object*> scalars = allScalars();
+        ASSERT_EQ(interposed().created.size(), scalars.size() + allTables().size());
+        ASSERT_EQ(interposed().registered.size(), scalars.size() + allTables().size());
         Oid last;
-        for (std::size_t i = 0; i < allScalars().size(); ++i) {
-            const ScalarUnderTest& scalar = allScalars()[i];
+        for (std::size_t i = 0; i < scalars.size(); ++i) {
+            const Object& scalar = *scalars[i];
             SCOPED_TRACE(scalar.name);
             const Created& created = interposed().created[i];
             Oid expected{1, 3, 6, 1, 4, 1, ZAN_ENTERPRISE_NUMBER, 14, 1, 1};
@@ -280,7 +280,7 @@ TEST_F(EntryTest, AgentTakesEveryRegistration)
         takeLog();
         interposed().registerForReal = true;
         init_zansnmpext();
-        ASSERT_EQ(interposed().registered.size(), 108U + 6U);
+        ASSERT_EQ(interposed().registered.size(), allScalars().size() + allTables().size());
         for (const Registered& registered : interposed().registered) {
             EXPECT_EQ(registered.result, MIB_REGISTERED_OK);
         }

@@ -115,7 +115,7 @@ const std::vector<Object>& allObjects()
     return objects;
 }
 
-std::vector<const Object*> scalarObjects()
+std::vector<const Object*> allScalars()
 {
     std::vector<const Object*> scalars;
     for (const Object& object : allObjects()) {

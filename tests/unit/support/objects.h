@@ -34,7 +34,7 @@ struct Object {
 const std::vector<Object>& allObjects();
 
 /// Those that are no columns: in ascending order of their OIDs.
-std::vector<const Object*> scalarObjects();
+std::vector<const Object*> allScalars();
 
 /// The answer to a GET: of a scalar through its handler, of a column in the first row through the hooks of
 /// its table, all as the entry has registered them, once in this process.
