@@ -57,8 +57,12 @@ Router::Router(unsigned leaseCount)
 
 Json::Value Router::resultOf(const std::string& target) const
 {
+    const std::string::size_type list = target.find('=');
+    if (list == std::string::npos) {
+        return fieldAt(tree, target.substr(std::string("/api/").size()));
+    }
     Json::Value result(Json::objectValue);
-    std::istringstream fields(target.substr(target.find('=') + 1));
+    std::istringstream fields(target.substr(list + 1));
     for (std::string field; std::getline(fields, field, ',');) {
         Json::Value value = fieldAt(tree, field);
         std::replace(field.begin(), field.end(), '/', '_');

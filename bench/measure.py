@@ -10,6 +10,7 @@ are ratios within a round, to the own objects of the same agent.
 import argparse
 import json
 import os
+import re
 import subprocess
 import sys
 import time
@@ -28,6 +29,12 @@ SYS_NAME = "1.3.6.1.2.1.1.5.0"
 
 #: The objects that an overview of a router would ask for, below the module's root or a rival's base.
 SCALARS = [f"3.{number}.0" for number in range(1, 11)] + ["8.2.0"]
+
+#: Scalars of all groups: of the radio and what else the subagent has; the scripts have none of these.
+ALL_GROUPS = SCALARS[:10] + [".".join(arcs.split(", ")) + ".0" for arcs in re.findall(
+    r"^ *{[A-Z]+, [A-Z]+, {([0-9, ]+)}", (HERE / "peers" / "agentx.c").read_text(encoding="ascii"), re.M)]
+assert len(ALL_GROUPS) == 60, "the titles of report.py say how many"
+
 LEASES_ENTRY = "11.1.2.1"
 SCALAR_OF_LEASES = "11.1.1.0"  # whose query's answer holds all leases
 LEASES_COLUMNS = 4
@@ -246,6 +253,7 @@ class Measure:
     oids: List[str]  # below the contender's base
     limit: Optional[List[str]] = None  # whole OIDs of the agent's own; none: the same below the limit's base
     one_processor: bool = False  # shared by the agent, its helpers, the API and the load client
+    contenders: Sequence[str] = CONTENDERS
     results: Dict[str, List[Dict[str, Any]]] = field(default_factory=dict)  # by contender, one a round
 
     def run(self, stage: Stage, contender: str, extra: Sequence[str]) -> None:
@@ -277,6 +285,8 @@ class Run:
             "11 scalars": Measure([], SCALARS, [SYS_NAME] * len(SCALARS)),
             "scalar, one processor": Measure(["--each"], SCALARS, [SYS_NAME], one_processor=True),
             "11 scalars, one processor": Measure([], SCALARS, [SYS_NAME] * len(SCALARS), one_processor=True),
+            "all groups": self.all_groups(),
+            "all groups, one processor": self.all_groups(one_processor=True),
         }
         self.walks = {rows: {f"GETNEXT, {rows} rows": walk(rows), f"GETBULK, {rows} rows": walk(rows, 25),
                              f"GETNEXT, {rows} rows, one processor": walk(rows, one_processor=True)}
@@ -284,6 +294,12 @@ class Run:
         self.repetitions = {f"{bulk} of 100 rows": walk(100, bulk) for bulk in (0, 10, 25, 50)}
         self.cold = {"cold scalar": Measure(["--each"], SCALARS, [SYS_NAME])}
         self.memory: Dict[str, Dict[str, float]] = {}
+
+    @staticmethod
+    def all_groups(one_processor: bool = False) -> Measure:
+        """Scalars of all groups in one GET."""
+        return Measure([], ALL_GROUPS, [SYS_NAME] * len(ALL_GROUPS), one_processor=one_processor,
+                       contenders=[LIMIT, MODULE, PLAIN_LIMIT, PLAIN, AGENTX])
 
     def run(self) -> Dict[str, Any]:
         """Everything, stage by stage; the results, for report.py."""
@@ -311,7 +327,8 @@ class Run:
             for measure in measures.values():
                 stage.share_one_processor(measure.one_processor)
                 for contender in contenders:
-                    measure.run(stage, contender, extra)
+                    if contender in measure.contenders:
+                        measure.run(stage, contender, extra)
         stage.share_one_processor(False)
 
     def rivals_memory(self, stage: Stage) -> None:

@@ -27,6 +27,7 @@ LOADS = {
     "scalar": "warm scalar GET, one at a time",
     "scalar, 8 outstanding": "warm scalar GET, eight outstanding",
     "11 scalars": "11 warm scalars in one GET",
+    "all groups": "60 warm scalars of all groups in one GET",
     "GETNEXT, 10 rows": "leases by GETNEXT, 10 rows",
     "GETNEXT, 100 rows": "leases by GETNEXT, 100 rows",
     "GETNEXT, 1000 rows": "leases by GETNEXT, 1000 rows",
@@ -36,13 +37,11 @@ LOADS = {
     "cold scalar": "cold scalar GET",
     "scalar, one processor": "warm scalar GET, all on one processor",
     "11 scalars, one processor": "11 warm scalars in one GET, all on one processor",
+    "all groups, one processor": "60 warm scalars of all groups in one GET, all on one processor",
     "GETNEXT, 10 rows, one processor": "leases by GETNEXT, 10 rows, all on one processor",
     "GETNEXT, 100 rows, one processor": "leases by GETNEXT, 100 rows, all on one processor",
     "GETNEXT, 1000 rows, one processor": "leases by GETNEXT, 1000 rows, all on one processor",
 }
-
-#: Level with another is who has at least this part of its rate.
-LEVEL = 0.95
 
 
 class Goal(NamedTuple):
@@ -58,6 +57,10 @@ class Results:
 
     def __init__(self, data: Dict[str, Any]) -> None:
         self.data = data
+
+    def has(self, load: str, contender: str) -> bool:
+        """Whether the contender was measured with this load."""
+        return contender in self.data["measures"][load]
 
     def values(self, load: str, contender: str, name: str) -> List[float]:
         """One figure of all rounds."""
@@ -116,7 +119,8 @@ def table(head: List[str], rows: List[List[str]]) -> str:
 def ratio_table(results: Results) -> str:
     """How fast everybody is."""
     rows = [[title, f"{results.rate(load, LIMIT):,.0f}/s",
-             *(spread(results.ratios(load, contender)) for contender in COMPARED)]
+             *(spread(results.ratios(load, contender)) if results.has(load, contender) else ""
+               for contender in COMPARED)]
             for load, title in LOADS.items()]
     return table(["load", LIMIT, *COMPARED], rows)
 
@@ -152,6 +156,21 @@ def repetition_table(results: Results) -> str:
     return table(["requests", "how many", "ms for one (p50)", "ms for all"], rows)
 
 
+def in_words(results: Results) -> str:
+    """What the tables say, where the rest of the document speaks of it."""
+    scalar, cold = (results.latency(load, MODULE, "p50") for load in ("scalar", "cold scalar"))
+    lines = [
+        f"A request for `sysName.0` takes {results.processor('scalar', LIMIT) * 100:.0f} µs of processor time, "
+        f"one for a warm scalar {results.processor('scalar', MODULE) * 100:.0f} µs.",
+        f"A cold GET takes {cold / scalar:.1f} times as long as a warm one."]
+    for load in ("GETNEXT, 1000 rows", "GETNEXT, 1000 rows, one processor", "GETBULK, 100 rows",
+                 "GETBULK, 1000 rows"):
+        ahead = [rival for rival in RIVALS if results.lead(load, rival) < 1]
+        lines.append(f"{LOADS[load]}: " + (f"{' and '.join(ahead)} overtake the module."
+                                           if ahead else "nobody overtakes the module."))
+    return "".join(f"- {line}\n" for line in lines)
+
+
 def goals(results: Results) -> List[Goal]:
     """What was to be reached, and what was."""
     found = []
@@ -161,17 +180,20 @@ def goals(results: Results) -> List[Goal]:
                       versus(results, "scalar", RIVALS), results.ahead("scalar", RIVALS)))
     eleven = results.ratio("11 scalars", MODULE)
     found.append(Goal("11 scalars in one GET: at least 0.42 of sysName.0", short(eleven), eleven >= 0.42))
-    found.append(Goal("11 scalars in one GET: ahead of the scripts, level with the subagent",
-                      versus(results, "11 scalars", RIVALS),
-                      results.ahead("11 scalars", SCRIPTS)
-                      and results.lead("11 scalars", AGENTX) >= LEVEL))
+    eleven = results.ratio("11 scalars, one processor", MODULE)
+    found.append(Goal("11 scalars in one GET, all on one processor: at least 0.60 of sysName.0",
+                      short(eleven), eleven >= 0.6))
+    found.append(Goal("11 scalars in one GET: ahead of scripts and subagent",
+                      versus(results, "11 scalars", RIVALS), results.ahead("11 scalars", RIVALS)))
+    for load in ("11 scalars, one processor", "all groups", "all groups, one processor"):
+        found.append(Goal(f"{LOADS[load]}: ahead of the subagent", versus(results, load, [AGENTX]),
+                          results.ahead(load, [AGENTX])))
     for kind in ("GETNEXT", "GETBULK"):
         for rows in (10, 100):
             load = f"{kind}, {rows} rows"
             found.append(Goal(f"{LOADS[load]}: ahead of scripts and subagent",
                               versus(results, load, RIVALS), results.ahead(load, RIVALS)))
-    # On one processor, which is never idle: to wake up an idle one takes as long as such a step does.
-    for load in ("GETNEXT, 1000 rows, one processor", "GETBULK, 1000 rows"):
+    for load in ("GETNEXT, 1000 rows", "GETNEXT, 1000 rows, one processor", "GETBULK, 1000 rows"):
         lead = results.lead(load, PLAIN)
         found.append(Goal(f"{LOADS[load]}: at least ten times the plain build", f"{lead:.0f} times",
                           lead >= 10))
@@ -179,6 +201,8 @@ def goals(results: Results) -> List[Goal]:
     more = memory["all"] - plain["all"]
     found.append(Goal("resident memory with 1000 rows: under 6 MB above the plain build",
                       f"{more:+.1f} MB", more < 6))
+    found.append(Goal("resident memory with 1000 rows: under 6 MB above an agent without a module",
+                      f"{memory['all']:+.1f} MB, {memory['own']:.1f} of them its own", memory["all"] < 6))
     return found
 
 
@@ -215,6 +239,8 @@ def render(results: Results) -> str:
         cost_table(results),
         "The module's table of 100 leases (400 cells), walked in requests of different sizes:\n",
         repetition_table(results),
+        "In words:\n",
+        in_words(results),
         "What the module was to reach:\n",
         goal_table(results)])
 

@@ -1,7 +1,6 @@
 /*
- * What an operator may use instead of the module: an AgentX subagent. It serves the radio group, the serial
- * number and the leases table from the same API below an OID of its own, with a cache that lives as long as
- * the module's.
+ * What an operator may use instead of the module: an AgentX subagent. It serves scalars of all groups and the
+ * leases table from the same API below an OID of its own, with a cache that lives as long as the module's.
  *
  * usage: zan-bench-agentx MASTER-SOCKET API-SOCKET BASE-OID LIFETIME
  */
@@ -13,18 +12,95 @@
 #include <signal.h>
 #include <stdlib.h>
 
-#define RADIO_QUERY "http://localhost/api?fields=system/capabilities,stats/radio"
-#define ROUTER_QUERY "http://localhost/api?fields=system"
-#define LEASES_QUERY "http://localhost/api?fields=dhcp"
-
 enum { RADIO_MEID_OR_IMEI = 2, RADIO_RSSI = 5, RADIO_OBJECTS = 10, TEXT_SIZE = 64 };
+
+/* The queries, and their URLs in the same order. */
+enum query { RADIO, ROUTER, LEASES, REMOTE, WAN, CELLULAR, ETHERNET, WIFI, SERIAL, SERVICES, ACCESS, FIREWALL };
+static const char* const urls[] = {
+    "http://localhost/api?fields=system/capabilities,stats/radio",
+    "http://localhost/api?fields=system",
+    "http://localhost/api?fields=dhcp",
+    "http://localhost/api/remoteManagement/enabled",
+    "http://localhost/api?fields=wanmngr,waninfo",
+    "http://localhost/api?fields=system/capabilities,ppp,stats/ppp,stats/pppTotal",
+    "http://localhost/api?fields=system,stats/eth,dhcp,dns",
+    "http://localhost/api?fields=system,stats/wlan,wifi",
+    "http://localhost/api?fields=ipPipes/SERIAL2IP,stats/serial,serial",
+    "http://localhost/api?fields=sntp/enabled,smtp,sms,dns,ddns,radius,syslog/remote,stats/service,stats/dns",
+    "http://localhost/api?fields=remoteAccess",
+    "http://localhost/api?fields=filters,nat",
+};
+
+enum kind { TEXT, FLAG, TRANSPORT, RULES };
+
+/* A scalar beside those of the radio. */
+static struct object {
+    enum query query;
+    enum kind kind;
+    oid arcs[3]; /* below the base, filled with 0 */
+    const char* path[3]; /* members of the result; of RULES the list, the selector and its value */
+    char text[TEXT_SIZE];
+    int number;
+} objects[] = {
+    {REMOTE, FLAG, {1, 1}, {NULL}, "", 0},
+    {WAN, TRANSPORT, {2, 1}, {"waninfo", "wans"}, "", 0},
+    {CELLULAR, FLAG, {4, 1}, {"ppp", "enabled"}, "", 0},
+    {CELLULAR, TEXT, {4, 2}, {"stats_ppp", "link"}, "", 0},
+    {CELLULAR, TEXT, {4, 3}, {"ppp", "modem", "apnString"}, "", 0},
+    {CELLULAR, FLAG, {4, 6}, {"stats_ppp", "roaming"}, "", 0},
+    {CELLULAR, TEXT, {4, 7}, {"stats_ppp", "tower"}, "", 0},
+    {CELLULAR, TEXT, {4, 8}, {"stats_ppp", "localIp"}, "", 0},
+    {CELLULAR, TEXT, {4, 10}, {"ppp", "protocol"}, "", 0},
+    {CELLULAR, FLAG, {4, 11, 1}, {"ppp", "keepAlive", "enabled"}, "", 0},
+    {CELLULAR, TEXT, {4, 11, 2}, {"ppp", "keepAlive", "hostname"}, "", 0},
+    {CELLULAR, FLAG, {4, 12, 1}, {"ppp", "wakeUpOnCall", "enabled"}, "", 0},
+    {CELLULAR, FLAG, {4, 12, 2}, {"ppp", "wakeUpOnCall", "onRing"}, "", 0},
+    {CELLULAR, FLAG, {4, 12, 3}, {"ppp", "wakeUpOnCall", "onCallerId"}, "", 0},
+    {CELLULAR, FLAG, {4, 12, 4}, {"ppp", "wakeUpOnCall", "onSms"}, "", 0},
+    {ETHERNET, TEXT, {5, 1}, {"system", "macAddress"}, "", 0},
+    {ETHERNET, TEXT, {5, 2}, {"stats_eth", "ip"}, "", 0},
+    {ETHERNET, TEXT, {5, 3}, {"stats_eth", "mask"}, "", 0},
+    {WIFI, TEXT, {6, 3}, {"system", "macWifi"}, "", 0},
+    {SERIAL, FLAG, {7, 1}, {"ipPipes_SERIAL2IP", "enabled"}, "", 0},
+    {SERIAL, TEXT, {7, 2}, {"ipPipes_SERIAL2IP", "mode"}, "", 0},
+    {SERIAL, TEXT, {7, 3}, {"ipPipes_SERIAL2IP", "protocol"}, "", 0},
+    {SERIAL, TEXT, {7, 8}, {"stats_serial", "dcd"}, "", 0},
+    {SERIAL, FLAG, {7, 9}, {"serial", "modbus"}, "", 0},
+    {ROUTER, TEXT, {8, 1}, {"system", "productId"}, "", 0},
+    {ROUTER, TEXT, {8, 2}, {"system", "deviceId"}, "", 0},
+    {ROUTER, TEXT, {8, 3}, {"system", "firmware"}, "", 0},
+    {SERVICES, FLAG, {9, 1, 1}, {"dns", "enabled"}, "", 0},
+    {SERVICES, TEXT, {9, 2}, {"dns", "primary"}, "", 0},
+    {SERVICES, TEXT, {9, 3}, {"dns", "secondary"}, "", 0},
+    {SERVICES, FLAG, {10, 1}, {"ddns", "enabled"}, "", 0},
+    {SERVICES, TEXT, {10, 2}, {"ddns", "server"}, "", 0},
+    {LEASES, FLAG, {11, 1, 1}, {"dhcp", "enabled"}, "", 0},
+    {SERVICES, FLAG, {12, 1}, {"sms", "enabled"}, "", 0},
+    {SERVICES, FLAG, {13, 1}, {"smtp", "enabled"}, "", 0},
+    {SERVICES, FLAG, {14, 1}, {"sntp_enabled"}, "", 0},
+    {SERVICES, TEXT, {15, 1, 1}, {"stats_service", "ddns", "status"}, "", 0},
+    {SERVICES, TEXT, {15, 1, 2}, {"stats_service", "sntp", "status"}, "", 0},
+    {SERVICES, TEXT, {15, 1, 3}, {"stats_service", "keepAlive", "status"}, "", 0},
+    {SERVICES, TEXT, {15, 1, 4}, {"stats_service", "dialOnDemand", "status"}, "", 0},
+    {SERVICES, TEXT, {15, 1, 5}, {"stats_service", "smtp", "status"}, "", 0},
+    {SERVICES, TEXT, {15, 1, 6}, {"stats_service", "sms", "status"}, "", 0},
+    {FIREWALL, RULES, {16, 1}, {"nat", "target", "DNAT"}, "", 0},
+    {FIREWALL, RULES, {16, 2}, {"filters", "chain", "INPUT"}, "", 0},
+    {SERVICES, FLAG, {19, 1}, {"radius", "authEnabled"}, "", 0},
+    {SERVICES, FLAG, {19, 2}, {"radius", "acctEnabled"}, "", 0},
+    {SERVICES, TEXT, {19, 3}, {"radius", "host"}, "", 0},
+    {SERVICES, TEXT, {19, 4}, {"radius", "secondaryHost"}, "", 0},
+    {SERVICES, TEXT, {19, 5}, {"radius", "authType"}, "", 0},
+    {ACCESS, FLAG, {21, 2, 1}, {"remoteAccess", "ssh", "enabled"}, "", 0},
+};
+
+enum { OBJECTS = sizeof(objects) / sizeof(objects[0]), URLS = sizeof(urls) / sizeof(urls[0]) };
+
 static const char* api_socket;
 static char radio[RADIO_OBJECTS][TEXT_SIZE]; /* by object, from 1 */
-static char serial_number[TEXT_SIZE];
 static netsnmp_tdata* leases;
 static CURL* api;
-static netsnmp_cache* caches[3];
-static size_t cache_count;
+static netsnmp_cache* caches[URLS]; /* by query; the objects of a query share its cache */
 static volatile sig_atomic_t running = 1;
 
 struct buffer {
@@ -89,54 +165,66 @@ static void copy_radio(const json_t* stats)
     }
 }
 
-static int load_radio(netsnmp_cache* cache, void* magic)
+static const json_t* at(const json_t* value, const char* const* path, size_t length)
 {
-    json_t* root = fetch(RADIO_QUERY);
-    const json_t* result = json_object_get(root, "result");
-    (void)cache;
-    (void)magic;
-    if (root == NULL) {
-        return -1;
+    for (size_t i = 0; i < length && path[i] != NULL; ++i) {
+        value = json_object_get(value, path[i]);
     }
-    if (json_is_true(json_object_get(json_object_get(result, "system_capabilities"), "cell"))) {
-        copy_radio(json_object_get(result, "stats_radio"));
-    } else {
-        for (int i = 0; i < RADIO_OBJECTS; ++i) {
-            snprintf(radio[i], TEXT_SIZE, "Unknown");
+    return value;
+}
+
+static const char* transport(const json_t* links)
+{
+    for (size_t i = 0; i < json_array_size(links); ++i) {
+        const json_t* link = json_array_get(links, i);
+        const char* name = json_string_value(json_object_get(link, "interface"));
+        if (json_is_true(json_object_get(link, "current")) && name != NULL) {
+            if (strcmp(name, "ppp0") == 0) {
+                return "Cellular";
+            }
+            if (strcmp(name, "wlan0") == 0) {
+                return "WiFi";
+            }
         }
     }
-    json_decref(root);
-    return 0;
+    return "None";
 }
 
-static int load_router(netsnmp_cache* cache, void* magic)
+static int enabled_rules(const json_t* rules, const char* selector, const char* value)
 {
-    json_t* root = fetch(ROUTER_QUERY);
-    (void)cache;
-    (void)magic;
-    if (root == NULL) {
-        return -1;
+    int count = 0;
+    for (size_t i = 0; i < json_array_size(rules); ++i) {
+        const json_t* rule = json_array_get(rules, i);
+        const char* text = json_string_value(json_object_get(rule, selector));
+        count += text != NULL && strcmp(text, value) == 0 && json_is_true(json_object_get(rule, "enabled"));
     }
-    copy_text(serial_number, json_object_get(json_object_get(root, "result"), "system"), "deviceId", "");
-    json_decref(root);
-    return 0;
+    return count;
 }
 
-static void free_nothing(netsnmp_cache* cache, void* magic)
+static void copy_object(struct object* object, const json_t* result)
 {
-    (void)cache;
-    (void)magic;
-}
-
-static int load_leases(netsnmp_cache* cache, void* magic)
-{
-    json_t* root = fetch(LEASES_QUERY);
-    const json_t* rows = json_object_get(json_object_get(json_object_get(root, "result"), "dhcp"), "leases");
-    (void)cache;
-    (void)magic;
-    if (root == NULL) {
-        return -1;
+    const json_t* value = at(result, object->path, object->kind == RULES ? 1 : 3);
+    const char* text = NULL;
+    switch (object->kind) {
+    case TEXT:
+        text = json_string_value(value);
+        break;
+    case FLAG:
+        text = json_is_true(value) ? "True" : "False";
+        break;
+    case TRANSPORT:
+        text = transport(value);
+        break;
+    case RULES:
+        object->number = enabled_rules(value, object->path[1], object->path[2]);
+        break;
     }
+    snprintf(object->text, TEXT_SIZE, "%s", text != NULL ? text : "");
+}
+
+static void copy_leases(const json_t* result)
+{
+    const json_t* rows = json_object_get(json_object_get(result, "dhcp"), "leases");
     for (size_t i = 0; i < json_array_size(rows); ++i) {
         const json_t* row = json_array_get(rows, i);
         char ip[TEXT_SIZE];
@@ -145,15 +233,42 @@ static int load_leases(netsnmp_cache* cache, void* magic)
         copy_text(mac, row, "mac", "");
         lease_table_add(leases, ip, mac, (u_long)json_integer_value(json_object_get(row, "expiration")));
     }
+}
+
+/* Asks a cache's query, and keeps what its objects need. */
+static int load(netsnmp_cache* cache, void* magic)
+{
+    size_t query = 0;
+    while (caches[query] != cache) {
+        ++query;
+    }
+    (void)magic;
+    json_t* root = fetch(urls[query]);
+    const json_t* result = json_object_get(root, "result");
+    if (root == NULL) {
+        return -1;
+    }
+    if (query == RADIO) {
+        copy_radio(json_object_get(result, "stats_radio"));
+    }
+    if (query == LEASES) {
+        copy_leases(result);
+    }
+    for (size_t i = 0; i < OBJECTS; ++i) {
+        if (objects[i].query == query) {
+            copy_object(&objects[i], result);
+        }
+    }
     json_decref(root);
     return 0;
 }
 
-static void free_leases(netsnmp_cache* cache, void* magic)
+static void release(netsnmp_cache* cache, void* magic)
 {
-    (void)cache;
     (void)magic;
-    lease_table_clear(leases);
+    if (cache == caches[LEASES]) {
+        lease_table_clear(leases);
+    }
 }
 
 static int handle_radio(netsnmp_mib_handler* handler, netsnmp_handler_registration* registration,
@@ -168,22 +283,27 @@ static int handle_radio(netsnmp_mib_handler* handler, netsnmp_handler_registrati
     return SNMP_ERR_NOERROR;
 }
 
-static int handle_router(netsnmp_mib_handler* handler, netsnmp_handler_registration* registration,
+static int handle_object(netsnmp_mib_handler* handler, netsnmp_handler_registration* registration,
                          netsnmp_agent_request_info* request_info, netsnmp_request_info* requests)
 {
+    const struct object* object = registration->my_reg_void;
     (void)handler;
-    (void)registration;
     (void)request_info;
-    snmp_set_var_typed_value(requests->requestvb, ASN_OCTET_STR, serial_number, strlen(serial_number));
+    if (object->kind == RULES) {
+        snmp_set_var_typed_integer(requests->requestvb, ASN_INTEGER, object->number);
+    } else {
+        snmp_set_var_typed_value(requests->requestvb, ASN_OCTET_STR, object->text, strlen(object->text));
+    }
     return SNMP_ERR_NOERROR;
 }
 
-static netsnmp_mib_handler* cached(int lifetime, NetsnmpCacheLoad* load, NetsnmpCacheFree* release)
+static netsnmp_mib_handler* cached(int lifetime, enum query query)
 {
-    netsnmp_cache* cache = netsnmp_cache_create(lifetime, load, release, NULL, 0);
-    cache->flags |= NETSNMP_CACHE_DONT_AUTO_RELEASE;
-    caches[cache_count++] = cache;
-    return netsnmp_cache_handler_get(cache);
+    if (caches[query] == NULL) {
+        caches[query] = netsnmp_cache_create(lifetime, load, release, NULL, 0);
+        caches[query]->flags |= NETSNMP_CACHE_DONT_AUTO_RELEASE;
+    }
+    return netsnmp_cache_handler_get(caches[query]);
 }
 
 /* Registers below the base, whose memory has room for more arcs. */
@@ -195,20 +315,23 @@ static void register_objects(oid* base, size_t length, int lifetime)
     registration =
         netsnmp_create_handler_registration("radio", handle_radio, base, length + 1, HANDLER_CAN_RONLY);
     netsnmp_register_scalar_group(registration, 1, RADIO_OBJECTS);
-    netsnmp_inject_handler(registration, cached(lifetime, load_radio, free_nothing));
+    netsnmp_inject_handler(registration, cached(lifetime, RADIO));
 
-    base[length] = 8;
-    base[length + 1] = 2;
-    registration =
-        netsnmp_create_handler_registration("serial", handle_router, base, length + 2, HANDLER_CAN_RONLY);
-    netsnmp_register_scalar(registration);
-    netsnmp_inject_handler(registration, cached(lifetime, load_router, free_nothing));
+    for (size_t i = 0; i < OBJECTS; ++i) {
+        size_t arcs = objects[i].arcs[2] != 0 ? 3 : 2;
+        memcpy(base + length, objects[i].arcs, arcs * sizeof(oid));
+        registration = netsnmp_create_handler_registration("object", handle_object, base, length + arcs,
+                                                           HANDLER_CAN_RONLY);
+        registration->my_reg_void = &objects[i];
+        netsnmp_register_scalar(registration);
+        netsnmp_inject_handler(registration, cached(lifetime, objects[i].query));
+    }
 
     base[length] = 11;
     base[length + 1] = 1;
     base[length + 2] = 2;
     leases = lease_table_register("leases", base, length + 3, &registration);
-    netsnmp_inject_handler(registration, cached(lifetime, load_leases, free_leases));
+    netsnmp_inject_handler(registration, cached(lifetime, LEASES));
 }
 
 static void stop(int number)
@@ -239,7 +362,7 @@ int main(int argc, char** argv)
     while (running) {
         agent_check_and_process(1);
         /* The cache helper takes no lifetime of 0. */
-        for (size_t i = 0; lifetime == 0 && i < cache_count; ++i) {
+        for (size_t i = 0; lifetime == 0 && i < URLS; ++i) {
             caches[i]->valid = 0;
         }
     }

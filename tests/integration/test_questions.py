@@ -1,8 +1,8 @@
 """One question, one moment: the clock runs while questions are answered, and no answer is made of two.
 
 Each answer of the API is another, with its number in every value, and the uptime passes the cache's lifetime
-again and again, much faster than an object is answered: whatever asks the clock twice within a question sees a
-cache that has expired meanwhile.
+again and again, much faster than an object is answered: whatever asks the clock twice within a question sees
+a cache that has expired meanwhile.
 """
 
 import itertools
@@ -43,7 +43,7 @@ def dhcp(number: int) -> Any:
 
 @pytest.fixture
 def questions(api, clock: Clock) -> Iterator[Iterator[int]]:
-    """Questions to be asked while the clock runs and the answers are numbered; a lifetime passes before each."""
+    """Questions to ask while the clock runs and the answers are numbered; a lifetime passes before each."""
     api.faults = {
         RADIO: numbered(radio),
         SYSTEM: numbered(lambda number: {"system": {name: str(number)
