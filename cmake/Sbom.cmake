@@ -59,10 +59,13 @@ set(KNOWN_gcc_CPE gnu:gcc)
 set(KNOWN_libc_PATTERN "^(lib[cm]\\.|ld[-.]|libc\\.musl)")
 ]])
 
+find_program(ZAN_READELF NAMES ${CMAKE_READELF} readelf llvm-readelf REQUIRED)
+mark_as_advanced(ZAN_READELF)
+
 set(spdx ${PROJECT_BINARY_DIR}/sbom/zansnmpext.spdx.json)
 set(cyclonedx ${PROJECT_BINARY_DIR}/sbom/zansnmpext.cdx.json)
 add_custom_command(OUTPUT ${spdx} ${cyclonedx}
-  COMMAND ${CMAKE_COMMAND} -DSETTINGS=${settings} -DMODULE=$<TARGET_FILE:zansnmpext> -DREADELF=${CMAKE_READELF}
+  COMMAND ${CMAKE_COMMAND} -DSETTINGS=${settings} -DMODULE=$<TARGET_FILE:zansnmpext> -DREADELF=${ZAN_READELF}
     -DSPDX=${spdx} -DCYCLONEDX=${cyclonedx} -P ${CMAKE_CURRENT_LIST_DIR}/WriteSbom.cmake
   DEPENDS zansnmpext ${settings} ${CMAKE_CURRENT_LIST_DIR}/WriteSbom.cmake
   COMMENT "Writing the bill of materials" VERBATIM)

@@ -3,8 +3,8 @@
 # Debian's name of the architecture that is built for.
 find_program(ZAN_DPKG_ARCHITECTURE dpkg-architecture)
 mark_as_advanced(ZAN_DPKG_ARCHITECTURE)
-if(NOT ZAN_DPKG_ARCHITECTURE)
-  message(STATUS "No dpkg-architecture here: there will be no target for Debian packages")
+if(NOT ZAN_DPKG_ARCHITECTURE OR NOT CMAKE_LIBRARY_ARCHITECTURE)
+  message(STATUS "No dpkg-architecture here, or not Debian that is built for: no target for Debian packages")
   return()
 endif()
 execute_process(
