@@ -37,8 +37,7 @@ class Question {
 public:
     /// Begins a question, or goes on with it.
     /// @param transaction  the agent's number of the request (`transid` of its PDU): the same at all steps
-    /// that
-    ///                     answer it, of which a GETBULK takes many
+    ///                     that answer it, of which a GETBULK takes many
     explicit Question(long transaction) noexcept { current = transaction; }
     ~Question() { current.reset(); }
 
@@ -89,8 +88,7 @@ private:
     std::uint32_t lifetime;       ///< seconds
     std::uint32_t lastUpdate = 0; ///< uptime at the last good fetch, in seconds; 0 if new or after a failure
     SharedJson cache;             ///< `result` of the last successful answer; null before the first
-    std::optional<long>
-        questioned; ///< the last question that `cache` was found fresh in; none outside of one
+    std::optional<long> questioned; ///< the last question that found `cache` fresh; none outside of one
 };
 
 /// libcurl's write function (a curl_write_callback): appends `size * count` bytes to the response buffer.

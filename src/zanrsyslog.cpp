@@ -7,7 +7,7 @@ namespace zansnmp {
 
 namespace {
 
-/// The standard port of syslog over UDP. The API has no other.
+/// The standard port of syslog over UDP, whatever the API says of ports.
 constexpr int syslogPort = 514;
 
 /// The name of the lowest severity that the router forwards, by the API's level.
@@ -26,7 +26,7 @@ const char* severityName(Json::Int level)
     return "MAXIMUM";
 }
 
-/// The API has no list of destinations, only one settings object: it becomes the table's one row.
+/// What the query gives is no list of destinations but one settings object: it becomes the table's one row.
 SharedJson rows()
 {
     static ZanCachedData query(apiUrl("/api?fields=syslog"), cacheLifetime);

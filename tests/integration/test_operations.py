@@ -277,6 +277,8 @@ def test_an_api_as_slow_as_the_cache_lives_is_asked_each_time(make_agent, api, q
     for scalar in (SERIAL_NUMBER, SCALAR["zanRouterModelId"], SERIAL_NUMBER):
         assert agent.client.value(scalar.instance) == scalar.expected
     assert api.targets() == [SYSTEM] * 3
+    agent.client.get(*[SCALAR[name].instance for name in ("zanRouterModelId", "zanRouterFirmware")])
+    assert api.targets() == [SYSTEM] * 4
 
 
 def test_a_walk_in_the_middle_of_which_the_cache_expires_shows_two_answers(make_agent, api, queue, clock):
