@@ -205,3 +205,13 @@ def test_nobody_can_set(example, api, login):
         completed = ask(example, login, name, "s", "changed", tool="snmpset")
         assert completed.returncode != 0 and "noAccess" in completed.stderr, completed
     assert api.requests == []
+
+
+def test_the_configuration_that_the_documents_begin_with_lets_its_user_in(api, serve):
+    pages = [SOURCE_ROOT / "README.md", *sorted((SOURCE_ROOT / "docs").glob("*.md"))]
+    texts = "".join(page.read_text(encoding="utf-8") for page in pages)
+    (block,) = re.findall(r"^```\w*\n([^`]*^dlmod [^`]*^rouser [^`]*)^```", texts, re.MULTILINE)
+    access = re.sub(r"^dlmod .*$", "", block, flags=re.MULTILINE).replace("32473", str(ENTERPRISE_NUMBER))
+    agent = serve(STOCK + access)
+    assert reads(agent, PRIVATE + MANAGER) and not reads(agent, PRIVATE + MANAGER, SYS_NAME)
+    assert not reads(agent, ["-v", "2c", "-c", "public"])
