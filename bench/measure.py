@@ -253,7 +253,7 @@ class Measure:
     oids: List[str]  # below the contender's base
     limit: Optional[List[str]] = None  # whole OIDs of the agent's own; none: the same below the limit's base
     one_processor: bool = False  # shared by the agent, its helpers, the API and the load client
-    contenders: Sequence[str] = CONTENDERS
+    contenders: Sequence[str] = tuple(CONTENDERS)
     results: Dict[str, List[Dict[str, Any]]] = field(default_factory=dict)  # by contender, one a round
 
     def run(self, stage: Stage, contender: str, extra: Sequence[str]) -> None:

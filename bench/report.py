@@ -160,8 +160,8 @@ def in_words(results: Results) -> str:
     """What the tables say, where the rest of the document speaks of it."""
     scalar, cold = (results.latency(load, MODULE, "p50") for load in ("scalar", "cold scalar"))
     lines = [
-        f"A request for `sysName.0` takes {results.processor('scalar', LIMIT) * 100:.0f} µs of processor time, "
-        f"one for a warm scalar {results.processor('scalar', MODULE) * 100:.0f} µs.",
+        f"A request for `sysName.0` takes {results.processor('scalar', LIMIT) * 100:.0f} µs of processor "
+        f"time, one for a warm scalar {results.processor('scalar', MODULE) * 100:.0f} µs.",
         f"A cold GET takes {cold / scalar:.1f} times as long as a warm one."]
     for load in ("GETNEXT, 1000 rows", "GETNEXT, 1000 rows, one processor", "GETBULK, 100 rows",
                  "GETBULK, 1000 rows"):

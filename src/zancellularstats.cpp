@@ -22,15 +22,9 @@ std::string totalPart(const Json::Value& result, const char* counter)
     return std::to_string(memberAt(result, {"stats_pppTotal", counter}).asUInt64());
 }
 
-template <class Read>
-std::string trafficLine(const Read& read)
-{
-    return provideWithRadio<std::string>(cellularQuery, unknown, read);
-}
-
 std::string byteLine(const char* direction, const char* today, const char* total)
 {
-    return trafficLine([=](const Json::Value& result) {
+    return provideWithRadio<std::string>(cellularQuery, unknown, [=](const Json::Value& result) {
         return currentPart(result, direction, "bytes") + ", today : " + totalPart(result, today) +
                ", total : " + totalPart(result, total);
     });
@@ -38,7 +32,9 @@ std::string byteLine(const char* direction, const char* today, const char* total
 
 std::string packetLine(const char* direction)
 {
-    return trafficLine([=](const Json::Value& result) { return currentPart(result, direction, "packets"); });
+    return provideWithRadio<std::string>(cellularQuery, unknown, [=](const Json::Value& result) {
+        return currentPart(result, direction, "packets");
+    });
 }
 
 } // namespace

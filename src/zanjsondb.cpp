@@ -9,6 +9,7 @@
 #include <json/json_features.h>
 #include <json/reader.h>
 
+#include <malloc.h>
 #include <new>
 #include <utility>
 
@@ -23,12 +24,6 @@ using CurlHandle = std::unique_ptr<CURL, CurlCleanup>;
 
 /// `code` of an answer that holds what was asked for; the HTTP status does not count.
 constexpr Json::UInt codeOk = 200;
-
-/// The clock of the caches: whole seconds of uptime. The library counts hundredths.
-std::uint32_t uptimeSeconds()
-{
-    return static_cast<std::uint32_t>(get_uptime() / 100);
-}
 
 template <class Value>
 bool setOption(CURL* handle, CURLoption option, const char* name, Value value)
@@ -64,38 +59,65 @@ bool parse(const std::string& body, Json::Value& root)
 }
 #pragma GCC diagnostic pop
 
-/// Makes the request and opens the envelope.
-/// @return the answer's `result`; nothing after a failure, which is then in the log
-std::optional<Json::Value> request(const std::string& url)
+/// Answers of this size in bytes are not what a router gives every day.
+constexpr std::size_t largeAnswer = 1 << 20;
+
+/// Gives the system back what a large answer has taken: the C library alone keeps freed memory for the next.
+void releaseMemory([[maybe_unused]] std::size_t answerSize)
 {
-    std::string body;
+#ifdef __GLIBC__
+    if (answerSize >= largeAnswer) {
+        malloc_trim(0);
+    }
+#endif
+}
+
+/// The body of an answer. When it goes, all that was made of it and is not kept has gone before.
+struct Body {
+    std::string text;
+    ~Body()
+    {
+        const std::size_t size = text.size();
+        std::string().swap(text);
+        releaseMemory(size);
+    }
+};
+
+/// Makes the request and opens the envelope.
+/// @return the answer's `result`; none (a null pointer) after a failure, which is then in the log
+SharedJson request(const std::string& url)
+{
+    Body body;
     const CurlHandle handle(curl_easy_init());
     snmp_log(LOG_DEBUG, "zanjsondb:  executing [%s] request", url.c_str());
     if (!handle) {
         snmp_log(LOG_ERR, "failed to create curl instance");
-        return std::nullopt;
+        return nullptr;
     }
-    if (!setOptions(handle.get(), url, body)) {
-        return std::nullopt;
+    if (!setOptions(handle.get(), url, body.text)) {
+        return nullptr;
     }
     if (curl_easy_perform(handle.get()) != CURLE_OK) {
         snmp_log(LOG_ERR, " curl_easy_perform failed");
-        return std::nullopt;
+        return nullptr;
     }
     Json::Value root;
-    if (!parse(body, root)) {
+    if (!parse(body.text, root)) {
         snmp_log(LOG_ERR, " failed to parse json response");
-        return std::nullopt;
+        return nullptr;
     }
     if (!root.isMember("code") || !root.isMember("result")) {
         snmp_log(LOG_ERR, " wrong format of json response");
-        return std::nullopt;
+        return nullptr;
     }
     if (root["code"].asUInt() != codeOk) {
         snmp_log(LOG_ERR, " bad json response code");
-        return std::nullopt;
+        return nullptr;
     }
-    return std::move(root["result"]);
+    return {new Json::Value(std::move(root["result"])), [size = body.text.size()](const Json::Value* result) {
+                delete result;
+                releaseMemory(size);
+            }};
 }
 
 } // namespace
@@ -144,15 +166,15 @@ bool ZanCachedData::refresh()
     if (questioned && questioned == Question::current) {
         return true;
     }
-    const std::uint32_t now = uptimeSeconds();
+    const auto now = static_cast<std::uint32_t>(get_uptime() / 100); // the library counts hundredths
     if (now - lastUpdate >= lifetime) {
-        std::optional<Json::Value> result = request(url);
+        SharedJson result = request(url);
         if (!result) {
             lastUpdate = 0;
             return false;
         }
-        cache = std::make_shared<const Json::Value>(std::move(*result));
         lastUpdate = now;
+        cache = std::move(result);
     }
     questioned = Question::current;
     return true;

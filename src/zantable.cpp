@@ -16,13 +16,6 @@ std::unique_ptr<Record, Free*> owned(Record* record, Free* free)
     return {record, free};
 }
 
-/// A zero-filled record of the agent library, which frees it with `free`.
-template <class Record>
-auto callocated()
-{
-    return owned(static_cast<Record*>(std::calloc(1, sizeof(Record))), std::free);
-}
-
 /// Sets the cell of a column into the variable of its request.
 void setCell(netsnmp_variable_list* variable, const Column& column, const ZanTableRowContext& context)
 {
@@ -97,8 +90,8 @@ void setText(netsnmp_variable_list* variable, const std::string& text) noexcept
 
 void Table::registerWith(const TableHooks& hooks) const
 {
-    auto tableInfo = callocated<netsnmp_table_registration_info>();
-    auto iterator = callocated<netsnmp_iterator_info>();
+    auto tableInfo = owned(SNMP_MALLOC_TYPEDEF(netsnmp_table_registration_info), std::free);
+    auto iterator = owned(SNMP_MALLOC_TYPEDEF(netsnmp_iterator_info), std::free);
     auto registration = owned(netsnmp_create_handler_registration(name, hooks.handler, oid.arcs.data(),
                                                                   oid.length, HANDLER_CAN_RONLY),
                               netsnmp_handler_registration_free);

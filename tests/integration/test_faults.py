@@ -5,16 +5,17 @@ that was made, and no descriptor, mapping or memory has been gained.
 """
 
 import itertools
+import json
 import os
 import resource
 
 import pytest
 
 from harness import (CACHE_LIFETIME, DEBUG, ERROR, EVERYTHING, EXACT_MEMORY, HEAP_SLACK, OBJECTS,
-                     SOCKET_PATH, WARNING, faults)
+                     SOCKET_PATH, WARNING, envelope, faults)
 from harness.failures import FAILURES
-from harness.messages import PERFORM_FAILED, SWITCH_EXCEPTION, SWITCH_UNREAD, executing
-from harness.router import SCALARS, TRAPS_SWITCH, expected_tree, triples
+from harness.messages import BAD_CODE, PERFORM_FAILED, SWITCH_EXCEPTION, SWITCH_UNREAD, executing
+from harness.router import DHCP, SCALAR, SCALARS, TRAPS_SWITCH, expected_tree, triples
 
 #: A walk's tree while every query fails: all scalars with their fallbacks, and no row of any table.
 FAILED_TREE = [scalar.failed for scalar in SCALARS]
@@ -159,6 +160,38 @@ def test_over_and_over(agent, api, clock, failure):
     assert agent.take(ERROR) == failure.log * requests_logged(agent)
     failure.end(api)
     assert_recovered(agent, clock)
+
+
+LEASES = [{"ip": f"10.0.{i // 256}.{i % 256}", "mac": f"mac-{i}", "expiration": i} for i in range(40_000)]
+
+#: Answers of megabytes, of which more or less is kept.
+LARGE = {
+    "rows": envelope({"dhcp": {"enabled": True, "leases": LEASES}}),
+    "a text": envelope({"dhcp": {"enabled": True, "text": "x" * 4_000_000}}),
+    "beside the result": json.dumps({"code": 200, "result": {"dhcp": {"enabled": True}},
+                                     "other": LEASES}).encode(),
+    "refused": envelope({"dhcp": {"leases": LEASES}}, 404),
+}
+
+
+@pytest.mark.parametrize("answer", LARGE)
+def test_memory_of_a_large_answer_goes_when_ordinary_ones_come(agent, api, clock, answer):
+    def ask() -> None:
+        clock.advance(CACHE_LIFETIME)
+        agent.client.get(SCALAR["zanDHCPServerEnabled"].instance)
+
+    memory = 0
+    for _ in range(3):
+        ask()
+        memory = max(memory, agent.rss())
+    api.bodies = {DHCP: LARGE[answer]}
+    ask()
+    api.bodies = {}
+    for _ in range(2):
+        ask()
+    assert agent.take(ERROR) == (BAD_CODE if answer == "refused" else b"")
+    if EXACT_MEMORY:
+        assert agent.rss() - memory < HEAP_SLACK
 
 
 def mappings_of(agent) -> int:
