@@ -20,8 +20,11 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <variant>
+
+#include <link.h>
 
 namespace zansnmp {
 
@@ -246,6 +249,28 @@ void registerObjectsOnce()
     init_zanRemoteSyslogDestTable();
 }
 
+/// Counts the agent libraries among the loaded objects.
+int countAgentLibrary(dl_phdr_info* object, std::size_t, void* count) noexcept
+{
+    const char* slash = std::strrchr(object->dlpi_name, '/');
+    const char* name = slash != nullptr ? slash + 1 : object->dlpi_name;
+    constexpr char library[] = "libnetsnmpagent.so";
+    if (std::strncmp(name, library, sizeof(library) - 1) == 0) {
+        ++*static_cast<int*>(count);
+    }
+    return 0;
+}
+
+/// Whether the agent is linked to the library that the module was built for. If not, the loader has brought
+/// that one along as a second, and every call still goes to the agent's, whose records may be laid out
+/// otherwise.
+bool madeForThisAgent()
+{
+    int libraries = 0;
+    dl_iterate_phdr(countAgentLibrary, &libraries);
+    return libraries <= 1;
+}
+
 /// Seconds between two readings of the event queue.
 constexpr unsigned alarmInterval = 5;
 
@@ -278,6 +303,11 @@ void startNotifications(ZanMsgDispatcher* dispatcher, ZanMsgReceiver* receiver)
 void init_zansnmpext(void)
 {
     using namespace zansnmp;
+    if (!madeForThisAgent()) {
+        snmp_log(LOG_ERR,
+                 "module and agent are built for different agent libraries. Nothing will be served.\n");
+        return;
+    }
     static ZanMsgDispatcher* const dispatcher = ZanMsgDispatcher::instance();
     static ZanMsgReceiver* const receiver = ZanMsgReceiver::instance();
     registerObjectsOnce();

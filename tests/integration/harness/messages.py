@@ -7,6 +7,7 @@ WRONG_FORMAT = b" wrong format of json response"
 BAD_CODE = b" bad json response code"
 
 # Priority 3: the start-up.
+OTHER_LIBRARY = b"module and agent are built for different agent libraries. Nothing will be served.\n"
 SWITCH_EXCEPTION = b"exception caught"
 SWITCH_UNREAD = (b"Failed to obtain traps configuration.\n"
                  b"message dispatcher is not created. Notifications will be disabled.\n")
