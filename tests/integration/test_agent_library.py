@@ -58,7 +58,7 @@ def test_a_module_whose_library_is_missing_is_not_loaded(make_agent, api, tmp_pa
     module = tmp_path / "zansnmpext.so"
     module.write_bytes(renamed(MODULE.read_bytes()))
     agent = make_agent(module=module).start()
-    said = rb"dlopen\(%s\) failed: libnetsnmp.*: cannot open shared object file" % str(module).encode()
+    said = rb"dlopen\(.*/zansnmpext\.so\) failed: libnetsnmp.*: cannot open shared object file"
     assert re.search(said, agent.log(ERROR))
     assert agent.client.get(OBJECTS + (8, 2, 0))[0].tag == NO_SUCH_OBJECT
     assert api.targets() == []
