@@ -1,0 +1,207 @@
+"""Icinga 2 with the check commands and services, asked through its REST API."""
+
+import base64
+import contextlib
+import json
+import re
+import ssl
+import subprocess
+import urllib.error
+import urllib.parse
+import urllib.request
+from pathlib import Path
+from typing import Any, Dict, Iterator, List, Optional
+
+import pytest
+
+from harness import SOCKET_PATH, TIME_SCALE, Agent
+from monitoring_support import MADE, Router, free_port, until, uptime_passes
+
+CONFIGURATION = """\
+include <itl>
+include <plugins>
+const PluginDir = "/usr/lib/nagios/plugins"
+const NodeName = "manager"
+const ZoneName = NodeName
+object Endpoint NodeName {{ }}
+object Zone ZoneName {{ endpoints = [ NodeName ] }}
+object ApiListener "api" {{ bind_host = "127.0.0.1", bind_port = {port} }}
+object ApiUser "test" {{ password = "test", permissions = [ "*" ] }}
+object CheckerComponent "checker" {{ }}
+include "{services}"
+object Host "v3" {{
+  import "zan-router"
+  address = "127.0.0.1"
+  vars.zan_port = {agent}
+  vars.zan_user = "manager"
+  vars.zan_auth_phrase = "a passphrase of 8 or more"
+  vars.zan_priv_phrase = "another passphrase"
+}}
+object Host "v2c" {{
+  import "zan-router"
+  address = "127.0.0.1"
+  vars.zan_port = {agent}
+}}
+object Host "nobody" {{
+  import "zan-router"
+  address = "127.0.0.1"
+  vars.zan_port = 9
+}}
+"""
+
+OK, WARNING, CRITICAL = 0, 1, 2
+
+#: What happens to the router, and the service that tells it, with its state.
+EVENTS: Dict[str, Any] = {
+    "zan-signal": (["stats/ppp/rssiDbm=-105"], WARNING),
+    "zan-roaming": (["stats/ppp/roaming=true"], CRITICAL),
+    "zan-cellular-link": (["stats/ppp/uptime=0"], CRITICAL),
+    "zan-wan": (["waninfo/wans/1/current=false", "waninfo/wans/2/current=true"], CRITICAL),
+    "zan-dos-prevention": (["remoteAccess/dosAttackPrevention/enabled=false"], CRITICAL),
+    "zan-uptime": (["system/uptime=5.00"], WARNING),
+    "zan-api": (["fault=down"], CRITICAL),
+}
+
+
+class Icinga:
+    """Debian's icinga2 with its folders to itself."""
+
+    def __init__(self, folder: Path, agent: int) -> None:
+        for place in ("/etc/icinga2", "/var/lib/icinga2", "/var/log/icinga2", "/var/cache/icinga2"):
+            Path(place).mkdir(parents=True, exist_ok=True)
+            subprocess.run(["mount", "-t", "tmpfs", "tmpfs", place], check=True)
+        Path("/run/icinga2").mkdir()
+        self._url = f"https://127.0.0.1:{free_port()}/v1/"
+        port = urllib.parse.urlparse(self._url).port
+        (folder / "icinga2.conf").write_text(CONFIGURATION.format(
+            port=port, agent=agent, services=MADE / "icinga" / "zansnmpext.conf"))
+        self._environment = {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "ICINGA2_USER": "root",
+                             "ICINGA2_GROUP": "root"}
+        certificates = Path("/var/lib/icinga2/certs")
+        certificates.mkdir()
+        for command in (["new-ca"], ["new-cert", "--cn", "manager", "--key", certificates / "manager.key",
+                                     "--csr", certificates / "manager.csr"],
+                        ["sign-csr", "--csr", certificates / "manager.csr",
+                         "--cert", certificates / "manager.crt"]):
+            self.run("pki", *command)
+        (certificates / "ca.crt").write_bytes(Path("/var/lib/icinga2/ca/ca.crt").read_bytes())
+        self._log = folder / "icinga2.log"
+        self.run("daemon", "--validate", "-c", folder / "icinga2.conf")
+        with open(self._log, "wb") as output:
+            self._process = subprocess.Popen(
+                ["/usr/sbin/icinga2", "daemon", "-c", str(folder / "icinga2.conf")], env=self._environment,
+                stdin=subprocess.DEVNULL, stdout=output, stderr=output)
+        until(self._answers, "icinga2", 60)
+
+    def run(self, *arguments: object) -> None:
+        """One of its commands, which has to succeed and not to warn."""
+        done = subprocess.run(["/usr/sbin/icinga2", *map(str, arguments)], env=self._environment,
+                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                              text=True, check=False)
+        assert done.returncode == 0 and "warning" not in done.stdout, done.stdout
+
+    def _answers(self) -> bool:
+        assert self._process.poll() is None, self._log.read_text()
+        with contextlib.suppress(OSError):
+            return bool(self.ask("status"))
+        return False
+
+    def ask(self, path: str, **body: Any) -> List[Dict[str, Any]]:
+        """The results of an answer of its API; with a body, of an action."""
+        word = base64.b64encode(b"test:test").decode()
+        request = urllib.request.Request(self._url + path, json.dumps(body).encode() if body else None,
+                                         {"Accept": "application/json", "Authorization": f"Basic {word}"})
+        with urllib.request.urlopen(request, context=ssl._create_unverified_context(), timeout=20) as answer:
+            return json.loads(answer.read())["results"]
+
+    def services(self, host: str) -> Dict[str, Dict[str, Any]]:
+        """What is known of a host's services."""
+        found = self.ask(f"objects/services?filter=host.name==%22{host}%22")
+        return {each["attrs"]["name"]: each["attrs"] for each in found}
+
+    def states(self, host: str) -> Dict[str, int]:
+        """The states of a host's services, after they have all been asked to look again."""
+        self.ask("actions/reschedule-check", type="Service", filter=f'host.name=="{host}"', force=True)
+        return {name: int(service["state"]) for name, service in self.services(host).items()
+                if service["last_check_result"]}
+
+    def host_state(self, host: str) -> Optional[int]:
+        """The state of a host itself, after it has been asked to look again."""
+        self.ask("actions/reschedule-check", type="Host", filter=f'host.name=="{host}"', force=True)
+        (found,) = self.ask(f"objects/hosts/{host}")
+        return int(found["attrs"]["state"]) if found["attrs"]["last_check_result"] else None
+
+    def stop(self) -> None:
+        """End it."""
+        self._process.terminate()
+        self._process.wait()
+
+
+@pytest.fixture(name="router", scope="module")
+def router_fixture(tmp_path_factory) -> Iterator[Router]:
+    router = Router(tmp_path_factory.mktemp("router"), SOCKET_PATH)
+    yield router
+    router.stop()
+
+
+@pytest.fixture(name="icinga", scope="module")
+def icinga_fixture(tmp_path_factory, router, clock, _traps) -> Iterator[Icinga]:
+    folder = tmp_path_factory.mktemp("icinga")
+    agent = Agent(folder / "agent", trap_port=_traps.port,
+                  extra_configuration='createUser manager SHA-256 "a passphrase of 8 or more" '
+                                      'AES "another passphrase"\nrouser manager priv')
+    agent.start()
+    icinga = Icinga(folder, agent.port)
+    yield icinga
+    icinga.stop()
+    agent.stop()
+
+
+@pytest.fixture(autouse=True)
+def time_passes(clock) -> Iterator[None]:
+    """The agent's values are never old."""
+    with uptime_passes(clock, 20 / TIME_SCALE):
+        yield
+
+
+@pytest.mark.parametrize("host", ["v3", "v2c"])
+def test_an_ordinary_router_is_all_right(host, icinga):
+    expected = {name: OK for name in EVENTS}
+    until(lambda: icinga.states(host) == expected, "a router that is all right", 60)
+    until(lambda: icinga.host_state(host) == OK, "a host that is up", 60)
+
+
+@pytest.mark.parametrize("service", EVENTS)
+def test_what_goes_wrong_is_told_and_is_over(service, icinga, router):
+    assignments, state = EVENTS[service]
+    until(lambda: set(icinga.states("v3").values()) == {OK}, "a router that is all right", 60)
+    router.set(*assignments)
+    try:
+        if service == "zan-api":
+            until(lambda: icinga.states("v3")[service] == state, "the state")
+        else:
+            expected = {**{name: OK for name in EVENTS}, service: state}
+            until(lambda: icinga.states("v3") == expected, "the state of this service alone")
+    finally:
+        router.reset()
+    until(lambda: set(icinga.states("v3").values()) == {OK}, "the end of it", 60)
+
+
+def test_nothing_else_is_looked_at_while_the_api_is_down(icinga):
+    (dependency, *others) = [each["attrs"] for each in icinga.ask("objects/dependencies")
+                             if each["attrs"]["child_host_name"] == "v3"]
+    assert len(others) + 1 == len(EVENTS) - 1
+    for each in (dependency, *others):
+        assert each["parent_service_name"] == "zan-api" and each["disable_checks"]
+
+
+def test_a_router_that_nobody_is_there_for_is_down(icinga):
+    until(lambda: icinga.host_state("nobody") not in (None, OK), "a host that is down", 60)
+
+
+def test_the_objects_are_those_of_nagios_as_well():
+    """The same options of check_snmp, but for what Icinga takes from the host."""
+    icinga = (MADE / "icinga" / "zansnmpext.conf").read_text()
+    nagios = (MADE / "nagios" / "zansnmpext.cfg").read_text()
+    oids = re.findall(r'arguments\["-o"\] = "(\S+)"', icinga)
+    assert oids == re.findall(r" -o (\S+) ", nagios) and len(oids) == len(EVENTS) + 1
