@@ -12,7 +12,7 @@ from mib_support import base_fixture, mib_file_fixture, mib_fixture  # noqa: F40
 from mib_support import netsnmp_options, run, zanmib
 
 LINT = SOURCE_ROOT / "mibs" / "lint"
-PROVIDERS = SOURCE_ROOT / "include" / "zanproviders.h"
+HEADERS = SOURCE_ROOT / "include"
 OBJECTS_MD = SOURCE_ROOT / "docs" / "objects.md"
 
 
@@ -256,7 +256,8 @@ def test_the_documentation_has_one_line_for_every_object(mib):
 
 def test_every_scalar_has_a_provider_of_its_name_and_kind(mib):
     kinds = {"std::string": "text", "std::int32_t": "number", "std::uint32_t": "number"}
-    declared = re.findall(r"^(std::\w+) (zan\w+)\(\);", PROVIDERS.read_text(encoding="utf-8"), re.MULTILINE)
+    headers = "".join(path.read_text(encoding="utf-8") for path in HEADERS.glob("*.h"))
+    declared = re.findall(r"^(std::\w+) (zan\w+)\(\);", headers, re.MULTILINE)
     providers = [(name, kinds[returned]) for returned, name in declared]
     assert sorted(providers) == sorted(
         (scalar.name, "text" if scalar.type.base == "OctetString" else "number") for scalar in mib.scalars)
