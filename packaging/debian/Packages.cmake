@@ -48,7 +48,8 @@ set(CPACK_DEBIAN_AGENT_PACKAGE_DEPENDS snmpd)
 set(CPACK_DEBIAN_AGENT_PACKAGE_RECOMMENDS "zansnmpext-mib (= ${debian_version})")
 set(CPACK_DEBIAN_AGENT_PACKAGE_SUGGESTS snmp)
 if(CMAKE_CROSSCOMPILING)
-  # dpkg-shlibdeps reads the target's package database, which a cross build does not have.
+  # dpkg-shlibdeps reads the target's package database, which a cross build does not have. These are the names of
+  # Debian 12.
   string(APPEND CPACK_DEBIAN_AGENT_PACKAGE_DEPENDS ", libc6, libcurl4, libgcc-s1, libjsoncpp25, libsnmp40, libstdc++6")
 else()
   set(CPACK_DEBIAN_AGENT_PACKAGE_SHLIBDEPS ON)

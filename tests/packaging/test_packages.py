@@ -110,16 +110,25 @@ def test_version_and_number_are_stamped(build, contents):
     assert f"number {NUMBER}" in control(build.packages["zansnmpext"])["Description"]
 
 
+def owner(library: str) -> str:
+    """The package of a library that the module is linked with."""
+    file = Path(f"/usr/lib/{TRIPLET}", library).resolve()
+    return output("dpkg-query", "--search", file).split(":")[0]
+
+
 def test_control_fields(build):
     router = control(build.packages["zansnmpext"])
     depends = {entry.split()[0] for entry in router["Depends"].split(", ")}
-    assert {"snmpd", "libcurl4", "libjsoncpp25", "libsnmp40"} <= depends
+    assert {"snmpd", *map(owner, ("libcurl.so", "libjsoncpp.so", "libnetsnmp.so"))} <= depends
     assert router["Recommends"] == f"zansnmpext-mib (= {router['Version']})"
     assert router["Architecture"] == output("dpkg", "--print-architecture").strip()
-    # What a cross build says instead of asking dpkg-shlibdeps.
+    # What a cross build says instead of asking dpkg-shlibdeps: the names of Debian 12.
     recipe = (ROOT / "packaging/debian/Packages.cmake").read_text("utf-8")
     listed = re.search(r'APPEND CPACK_DEBIAN_AGENT_PACKAGE_DEPENDS ", (.*)"\)', recipe)[1]
-    assert set(listed.split(", ")) | {"snmpd"} == depends
+    if "libjsoncpp25" in depends:
+        assert set(listed.split(", ")) | {"snmpd"} == depends
+    else:
+        assert "libjsoncpp25" in listed
     for name in PACKAGES[1:]:
         assert control(build.packages[name])["Architecture"] == "all"
     assert control(build.packages["zansnmpext-sim"])["Depends"] == "python3:any"

@@ -300,11 +300,23 @@ TEST_F(ZanCachedDataTest, ScalarAtTheRootFailsToParse)
 }
 
 // The reader's own idea of strictness, relied on as it is.
-TEST_F(ZanCachedDataTest, ReaderOverlooksTextBehindTheRootAndCommentsAroundMembers)
+TEST_F(ZanCachedDataTest, ReaderOverlooksTextBehindTheRoot)
 {
-    expectResult(httpReply(R"({/* a comment */ "code": 200, "result": 7})"), "7");
-    expectResult(httpReply(R"({"code": 200, "result": 7 /* a comment */})"), "7");
     expectResult(httpReply(R"({"code": 200, "result": 7} and more)"), "7");
+}
+
+/// Of the library: its strict reader overlooked comments around members until version 1.9.6.
+TEST_F(ZanCachedDataTest, CommentsAreTheLibrarysBusiness)
+{
+    for (const char* body :
+         {R"({/* a comment */ "code": 200, "result": 7})", R"({"code": 200, "result": 7 /* a comment */})"}) {
+        SCOPED_TRACE(body);
+        if (JSONCPP_VERSION_HEXA < 0x01090600) {
+            expectResult(httpReply(body), "7");
+        } else {
+            expectFailure(httpReply(body), " failed to parse json response");
+        }
+    }
 }
 
 // The envelope.

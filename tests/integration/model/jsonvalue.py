@@ -9,8 +9,10 @@ test_model.py holds every function of this file against the installed library.
 
 from __future__ import annotations
 
+import re
 from dataclasses import dataclass
-from typing import Any, Iterable, Union
+from pathlib import Path
+from typing import Any, Iterable, Tuple, Union
 
 INT32_MIN, INT32_MAX, UINT32_MAX = -2**31, 2**31 - 1, 2**32 - 1
 INT64_MIN, UINT64_MAX = -2**63, 2**64 - 1
@@ -22,6 +24,16 @@ class JsonError(Exception):
 
 class UnparsableNumber(Exception):
     """The library's parser refuses the document that holds this number (a real beyond the range)."""
+
+
+def library_version(header: Path = Path("/usr/include/jsoncpp/json/version.h")) -> Tuple[int, ...]:
+    """The version of the library that is installed, and with which the module is built."""
+    text = header.read_text(encoding="utf-8")
+    return tuple(map(int, re.search(r'JSONCPP_VERSION_STRING "(\d+)\.(\d+)\.(\d+)', text).groups()))
+
+
+#: Since this version the parser takes a real beyond the range for an infinite one.
+READS_INFINITY = library_version() >= (1, 9, 6)
 
 
 @dataclass(frozen=True)
@@ -48,9 +60,9 @@ def plain(value: Json) -> Json:
     if isinstance(value, int) and not isinstance(value, bool) and not INT64_MIN <= value <= UINT64_MAX:
         try:
             value = float(value)
-        except OverflowError as too_large:
-            raise UnparsableNumber(str(value)) from too_large
-    if isinstance(value, float) and value in (float("inf"), float("-inf")):
+        except OverflowError:
+            value = float("inf") if value > 0 else float("-inf")
+    if isinstance(value, float) and value in (float("inf"), float("-inf")) and not READS_INFINITY:
         raise UnparsableNumber(repr(value))
     return value
 
@@ -69,6 +81,8 @@ def check_parsable(value: Json) -> None:
 
 def real_text(value: float) -> bytes:
     """A real in decimal: 17 significant digits, and recognisable as a real."""
+    if value in (float("inf"), float("-inf")):
+        return b"1e+9999" if value > 0 else b"-1e+9999"
     text = "%.17g" % value
     if "." not in text and "e" not in text:
         text += ".0"
