@@ -115,6 +115,18 @@ def test_paths_that_documents_name_are_there():
     assert sorted((name, path) for name, path in named if not tracked(path)) == []
 
 
+def group(name: str) -> Set[str]:
+    """The packages of a group in scripts/packages."""
+    text = (ROOT / "scripts/packages").read_text("ascii")
+    return set(re.search(rf"^# {name}\n(.*?)(?:^$|\Z)", text, re.M | re.S)[1].split())
+
+
+def test_what_packaging_needs_is_what_the_script_installs_for_it():
+    line = re.search(r"apt-get install (.*)", (ROOT / "packaging/README.md").read_text("utf-8"))[1]
+    # The rest of the script's packages are those that the fresh Debian and the tests in it need.
+    assert set(line.split()) == group("build") | {"dpkg-dev", "file"} <= group("build") | group("package")
+
+
 def help_of(script: str) -> str:
     """What a script of the tree says of itself."""
     result = subprocess.run([ROOT / script, "--help"], stdout=subprocess.PIPE, text=True, check=True)
