@@ -349,6 +349,16 @@ def test_a_getbulk_whose_answer_is_too_long(make_agent, api, queue, clock, login
     assert len(done.stdout.splitlines()) == 60
 
 
+@pytest.mark.parametrize("tool, name, login, limited, error", [
+    ("snmpget", SERIAL_NUMBER.instance, "SNMPv3", False, "tooBig"),
+    ("snmpbulkwalk", SERIAL_NUMBER.oid, "SNMPv2c", True, "genError")], ids=["GET over SNMPv3", "GETBULK"])
+def test_not_even_one_value_has_room(make_agent, api, queue, clock, tool, name, login, limited, error):
+    agent = make_agent(extra_configuration=LIMIT[0] if limited else "").start()
+    serial_number_of(api, clock, 70000)
+    done = tools.run(tool, agent, tools.LOGINS[login], tools.dotted(name), check=False)
+    assert error in done.stderr
+
+
 @pytest.mark.parametrize("module", [MODULE, None], ids=["with the module", "without"])
 def test_a_reload_costs_a_descriptor_for_each_destination(make_agent, api, queue, traps, module):
     second = f"informsink 127.0.0.1:{traps.port} public"
