@@ -20,7 +20,7 @@ std::string zanCellularInterfaceEnabled();
 std::string zanCellularInterfaceConnectionStatus();
 /// The access point name.
 std::string zanCellularInterfaceAPN();
-/// How long the link is up, in hundredths of a second, modulo 2^32.
+/// How long the link has been up, in hundredths of a second, modulo 2^32.
 std::uint32_t zanCellularInterfaceUptime();
 /// The signal strength with its unit, such as "-75 dBm"; empty when the modem knows none.
 std::string zanCellularInterfaceSignal();

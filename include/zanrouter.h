@@ -19,7 +19,7 @@ std::string zanRouterModelId();
 std::string zanRouterSerialNumber();
 /// The firmware version.
 std::string zanRouterFirmware();
-/// How long the router is up, in hundredths of a second, rounded to single precision; at most 2^31 - 1.
+/// How long the router has been up, in hundredths of a second, rounded to single precision; at most 2^31 - 1.
 std::int32_t zanRouterUptime();
 
 } // namespace zansnmp
