@@ -224,9 +224,25 @@ is_installed() {
     [[ $(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null) == installed || -x /usr/bin/$1 ]]
 }
 
+# check_place: tells what would fail later for the place of the tree or of the build, and not say so.
+check_place() {
+    local path
+    for path in "$ZAN_ROOT" "$BUILD_DIR"; do
+        [[ $path != *[\"\$\;:,\\]* ]] ||
+            die "cmake and what it calls cannot build in $path:" \
+                "they take one of the characters \" \$ ; : , \\ for something else than a part of a name."
+    done
+    path=$BUILD_DIR
+    until [[ -e $path ]]; do
+        path=$(dirname -- "$path")
+    done
+    [[ -w $path ]] || die "$path cannot be written to: choose another folder to build in with --build-dir."
+}
+
 # ensure_packages GROUP...: installs what is missing of the groups in scripts/packages, and says what.
 ensure_packages() {
     local listed
+    check_place
     listed=$(packages_of "$@")
     mapfile -t listed <<<"$listed"
     ensure_installed "${listed[@]}"
@@ -234,14 +250,17 @@ ensure_packages() {
 
 # ensure_installed PACKAGE...: the same for packages that stand in no group.
 ensure_installed() {
-    [[ -n $INSTALL ]] || return 0
     local package missing=()
-    check_system "$@"
+    [[ -z $INSTALL ]] || check_system "$@"
     for package; do
         is_installed "$package" || missing+=("$package")
     done
-    if ((${#missing[@]} > 0)); then
+    if ((${#missing[@]} == 0)); then
+        return
+    elif [[ -n $INSTALL ]]; then
         install_packages "${missing[@]}"
+    elif command -v dpkg-query >/dev/null; then
+        warn "not installed, as --no-install says: ${missing[*]}"
     fi
 }
 
@@ -355,7 +374,8 @@ CONF
 # configuration stay.
 configure_and_build() {
     [[ -z ${ZAN_BUILT:-} ]] || return 0
-    if [[ ! -f $BUILD_DIR/CMakeCache.txt ]]; then
+    # A configuration that has failed leaves its cache behind.
+    if [[ ! -f $BUILD_DIR/CMakeCache.txt || (! -f $BUILD_DIR/Makefile && ! -f $BUILD_DIR/build.ninja) ]]; then
         step "Configuring the build" cmake -S "$ZAN_ROOT" -B "$BUILD_DIR" -DZAN_BUILD_TESTS=OFF ||
             die "cmake could not configure $BUILD_DIR; its own words are above."
     fi

@@ -366,6 +366,29 @@ def test_a_module_that_the_agent_cannot_load_is_told(unchanged: None, visible: P
     assert "file too short" in done.stderr
 
 
+def test_a_port_of_roots_is_told(unchanged: None) -> None:
+    done = run("--serve", "--port", "161", prefix=["setpriv", "--bounding-set=-net_bind_service",
+                                                   "--inh-caps=-net_bind_service"])
+    assert done.returncode == 1
+    assert "the agent cannot have UDP port 161 of 127.0.0.1: Permission denied" in done.stderr
+    assert "Ports below 1024 are root's: run this as root, or choose another with --port." in done.stderr
+
+
+def test_a_place_that_cannot_be_written_to_is_told(unchanged: None, visible: Path) -> None:
+    subprocess.run(["mount", "--bind", "-o", "ro", str(visible), str(visible)], check=True)
+    subprocess.run(["mount", "-o", "remount,bind,ro", str(visible)], check=True)
+    done = run("--build-dir", str(visible / "new" / "build"))
+    subprocess.run(["umount", str(visible)], check=True)
+    assert (done.returncode, done.stdout) == (1, "")
+    assert f"{visible} cannot be written to: choose another folder to build in with --build-dir." in done.stderr
+
+
+def test_a_place_that_cannot_be_built_in_is_told(unchanged: None, visible: Path) -> None:
+    done = run("--build-dir", str(visible / "a;b"))
+    assert (done.returncode, done.stdout) == (1, "")
+    assert "cmake and what it calls cannot build in" in done.stderr
+
+
 def test_refused_namespaces_are_told(unchanged: None) -> None:
     done = run(prefix=["setpriv", "--bounding-set=-sys_admin", "--inh-caps=-sys_admin"])
     assert done.returncode == 1
@@ -383,7 +406,7 @@ def test_a_bad_scenario_is_told_before_anything_is_built(unchanged: None, visibl
 
 @pytest.mark.parametrize("arguments, message", [
     (["--nonsense"], 'unknown argument "--nonsense"'), (["--port"], "--port needs a number"),
-    (["--port", "70000"], "--port needs a number"), (["--scenario"], "--scenario needs a file")])
+    (["--port", "70000"], "--port needs a number"), (["--serve", "--monitor"], "exclude each other"), (["--scenario"], "--scenario needs a file")])
 def test_bad_arguments_are_told(unchanged: None, arguments: List[str], message: str) -> None:
     done = run(*arguments)
     assert (done.returncode, done.stdout) == (2, "")
@@ -418,7 +441,7 @@ def fixture_own_sbin(tmp_path: Path) -> Iterator[None]:
     subprocess.run(["umount", before], check=True)
 
 
-def installation(tmp_path: Path, apt_get: str, group: str = "run") -> "subprocess.Popen[str]":
+def installation(tmp_path: Path, apt_get: str, group: str = "run", option: str = ":") -> "subprocess.Popen[str]":
     """ensure_packages on a machine without snmpd, with an apt-get that does what the script says."""
     tools = {
         "dpkg-query": """case "$*" in
@@ -436,15 +459,15 @@ def installation(tmp_path: Path, apt_get: str, group: str = "run") -> "subproces
         (tmp_path / name).write_text(f"#!/bin/bash\n{text}\n")
         (tmp_path / name).chmod(0o755)
     (tmp_path / "calls").write_text("")
-    script = f"set -euo pipefail; source {shlex.quote(str(ROOT))}/scripts/lib.sh; ensure_packages {group}"
+    script = f"set -euo pipefail; source {shlex.quote(str(ROOT))}/scripts/lib.sh; {option}; ensure_packages {group}"
     path = f"{tmp_path}:{os.environ['PATH']}"
     return subprocess.Popen(["bash", "-c", script], env={**os.environ, "PATH": path}, text=True,
                             stdout=subprocess.PIPE, stderr=subprocess.PIPE, start_new_session=True)
 
 
-def install(tmp_path: Path, apt_get: str, group: str = "run") -> "subprocess.CompletedProcess[str]":
+def install(tmp_path: Path, apt_get: str, group: str = "run", option: str = ":") -> "subprocess.CompletedProcess[str]":
     """The same, to its end."""
-    with installation(tmp_path, apt_get, group) as process:
+    with installation(tmp_path, apt_get, group, option) as process:
         output, errors = process.communicate(timeout=PATIENCE_SECONDS)
     return subprocess.CompletedProcess(process.args, process.returncode, output, errors)
 
@@ -555,6 +578,12 @@ def test_a_package_that_cannot_be_installed_is_told(tmp_path: Path) -> None:
     assert done.returncode == 1
     assert "Unable to locate package snmpd" in done.stderr
     assert "apt-get could not install these packages" in done.stderr
+
+
+def test_what_is_missing_is_named_to_who_installs_nothing(tmp_path: Path) -> None:
+    done = install(tmp_path, "exit 1", option="common_option --no-install")
+    assert (done.returncode, done.stdout) == (0, "")
+    assert "not installed, as --no-install says: snmpd\n" in done.stderr
 
 
 def test_an_unknown_group_of_packages_is_told(tmp_path: Path) -> None:

@@ -1,5 +1,6 @@
 """What the scripts have in common, as a person at a terminal sees it."""
 
+import os
 import re
 import shlex
 from pathlib import Path
@@ -8,7 +9,7 @@ from typing import Callable, Iterator, List
 import pytest
 
 from harness import SOURCE_ROOT
-from terminal import Terminal, until
+from terminal import Terminal, plain, until
 
 LIB = SOURCE_ROOT / "scripts" / "lib.sh"
 CTRL_C = b"\x03"
@@ -101,3 +102,94 @@ def test_ctrl_c_between_steps_ends_the_script_whatever_the_command_makes_of_it(
     terminal.press(CTRL_C)
     assert terminal.wait() == 130
     assert not Path("went-on").exists()
+
+
+# --- scripts/test ----------------------------------------------------------------------------------------
+
+CTEST_OUTPUT = """\
+Internal ctest changing into directory: /build
+Test project /build
+      Start  1: unit.a
+      Start  2: integration-b
+1/3 Test  #1: unit.a ...................   Passed    0.03 sec
+      Start  3: integration-c
+2/3 Test  #2: integration-b ............***Failed    1.84 sec
+3/3 Test  #3: integration-c ............   Passed    2.00 sec
+
+67% tests passed, 1 tests failed out of 3
+
+Total Test time (real) =   2.10 sec
+
+The following tests FAILED:
+\t  2 - integration-b (Failed)
+Errors while running CTest
+Output from these tests are in: /build/Testing/Temporary/LastTest.log
+"""
+
+CTEST_SUMMARY = """\
+Summary
+\x1b[31m67% tests passed, 1 tests failed out of 3\x1b[0m
+
+Total Test time (real) =   2.10 sec
+
+The following tests FAILED:
+\x1b[31m\t  2 - integration-b (Failed)\x1b[0m
+integration-b                    \x1b[31m1 failed, 4 passed in 1.46s\x1b[0m
+integration-c                    \x1b[32m5 passed in 1.90s\x1b[0m
+"""
+
+
+def log_of(number: int, name: str, output: str, result: str) -> str:
+    """One test in CTest's log."""
+    line = "-" * 58
+    return (f'{number}/3 Testing: {name}\n{number}/3 Test: {name}\nCommand: "run"\nOutput:\n{line}\n{output}'
+            f"<end of output>\nTest time =   2.29 sec\n{line}\nTest {result}.\n{line}\n\n")
+
+
+@pytest.fixture(name="run_tests")
+def fixture_run_tests(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> Iterator[Callable[..., Terminal]]:
+    """Runs scripts/test, with what CTest would print and leave."""
+    started: List[Terminal] = []
+
+    def start(output: str, log: str, status: int, *arguments: str) -> Terminal:
+        for name, text in (("cmake", "exit 0"), ("ctest", f"cat {tmp_path}/output; exit {status}")):
+            (tmp_path / name).write_text(f"#!/bin/sh\n{text}\n")
+            (tmp_path / name).chmod(0o755)
+        (tmp_path / "output").write_text(output)
+        (tmp_path / "Testing" / "Temporary").mkdir(parents=True)
+        (tmp_path / "Testing" / "Temporary" / "LastTest.log").write_text(log)
+        monkeypatch.setenv("PATH", f"{tmp_path}:{os.environ['PATH']}")
+        started.append(Terminal([str(SOURCE_ROOT / "scripts" / "test"), "--no-install",
+                                 "--build-dir", str(tmp_path), *arguments]))
+        return started[-1]
+
+    yield start
+    for terminal in started:
+        terminal.give_up()
+
+
+@pytest.mark.parametrize("lines", [0, 2000])
+def test_a_failure_shows_itself_and_there_is_one_summary(
+        lines: int, run_tests: Callable[..., Terminal]) -> None:
+    noise = "".join(f"noise {number}\n" for number in range(lines))
+    failed = f"assert 1 == 2\n{noise}==== 1 failed, 4 passed in 1.46s ====\n"
+    log = (log_of(1, "unit.a", "fine\n", "Passed") + log_of(2, "integration-b", failed, "Failed")
+           + log_of(3, "integration-c", "1 failed in 0.01s\n5 passed in 1.90s\n", "Passed"))
+    terminal = run_tests(CTEST_OUTPUT, log, 8)
+    assert terminal.wait() == 8
+    testing, _, rest = plain(terminal.text).partition("integration-b failed\n")
+    assert testing.splitlines()[-5:] == ["Testing", *re.findall(r"^./3 .*$", CTEST_OUTPUT, re.M), ""]
+    failure, _, _ = rest.partition("\nSummary\n")
+    assert failure.startswith("assert 1 == 2\n")
+    assert failure.endswith("==== 1 failed, 4 passed in 1.46s ====\n")
+    assert (failure.count("\n") == 2) if not lines else (failure.count("\n") == 111)
+    assert ("1892 lines more, in" in failure) == (lines > 0)
+    summary = terminal.text[terminal.text.index("Summary"):].replace("Summary\x1b[0m", "Summary")
+    assert summary == CTEST_SUMMARY
+    assert terminal.text.count("tests passed") == 1
+
+
+def test_what_the_tests_print_is_shown_to_who_asks(run_tests: Callable[..., Terminal]) -> None:
+    terminal = run_tests("1: all that is printed\n" + CTEST_OUTPUT, "", 0, "--", "-L", "unit", "-V")
+    assert terminal.wait() == 0
+    assert terminal.text.endswith("1: all that is printed\n" + CTEST_OUTPUT)

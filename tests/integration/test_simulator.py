@@ -587,6 +587,11 @@ def test_bad_arguments_are_a_usage_error(arguments: List[str]) -> None:
     assert arguments[-1] in done.stderr
 
 
+def test_its_version_is_the_builds() -> None:
+    [version] = re.findall(r"^ +VERSION ([\d.]+)$", (ROOT / "CMakeLists.txt").read_text("utf-8"), re.MULTILINE)
+    assert command("--version").stdout == f"zan-router-sim {version}\n"
+
+
 def test_lines_are_plain_when_they_go_to_a_file(sim: Simulator) -> None:
     sim.get("/api?fields=sms")
     assert "\x1b" not in sim.output.read_text()
