@@ -380,7 +380,7 @@ def test_a_place_that_cannot_be_written_to_is_told(unchanged: None, visible: Pat
     done = run("--build-dir", str(visible / "new" / "build"))
     subprocess.run(["umount", str(visible)], check=True)
     assert (done.returncode, done.stdout) == (1, "")
-    assert f"{visible} cannot be written to: choose another folder to build in with --build-dir." in done.stderr
+    assert f"{visible} cannot be written to: choose another folder to build in with" in done.stderr
 
 
 def test_a_place_that_cannot_be_built_in_is_told(unchanged: None, visible: Path) -> None:
@@ -406,7 +406,8 @@ def test_a_bad_scenario_is_told_before_anything_is_built(unchanged: None, visibl
 
 @pytest.mark.parametrize("arguments, message", [
     (["--nonsense"], 'unknown argument "--nonsense"'), (["--port"], "--port needs a number"),
-    (["--port", "70000"], "--port needs a number"), (["--serve", "--monitor"], "exclude each other"), (["--scenario"], "--scenario needs a file")])
+    (["--port", "70000"], "--port needs a number"), (["--serve", "--monitor"], "exclude each other"),
+    (["--scenario"], "--scenario needs a file")])
 def test_bad_arguments_are_told(unchanged: None, arguments: List[str], message: str) -> None:
     done = run(*arguments)
     assert (done.returncode, done.stdout) == (2, "")
@@ -441,7 +442,8 @@ def fixture_own_sbin(tmp_path: Path) -> Iterator[None]:
     subprocess.run(["umount", before], check=True)
 
 
-def installation(tmp_path: Path, apt_get: str, group: str = "run", option: str = ":") -> "subprocess.Popen[str]":
+def installation(tmp_path: Path, apt_get: str, group: str = "run",
+                 option: str = ":") -> "subprocess.Popen[str]":
     """ensure_packages on a machine without snmpd, with an apt-get that does what the script says."""
     tools = {
         "dpkg-query": """case "$*" in
@@ -459,13 +461,15 @@ def installation(tmp_path: Path, apt_get: str, group: str = "run", option: str =
         (tmp_path / name).write_text(f"#!/bin/bash\n{text}\n")
         (tmp_path / name).chmod(0o755)
     (tmp_path / "calls").write_text("")
-    script = f"set -euo pipefail; source {shlex.quote(str(ROOT))}/scripts/lib.sh; {option}; ensure_packages {group}"
+    script = (f"set -euo pipefail; source {shlex.quote(str(ROOT))}/scripts/lib.sh; {option}; "
+              f"ensure_packages {group}")
     path = f"{tmp_path}:{os.environ['PATH']}"
     return subprocess.Popen(["bash", "-c", script], env={**os.environ, "PATH": path}, text=True,
                             stdout=subprocess.PIPE, stderr=subprocess.PIPE, start_new_session=True)
 
 
-def install(tmp_path: Path, apt_get: str, group: str = "run", option: str = ":") -> "subprocess.CompletedProcess[str]":
+def install(tmp_path: Path, apt_get: str, group: str = "run",
+            option: str = ":") -> "subprocess.CompletedProcess[str]":
     """The same, to its end."""
     with installation(tmp_path, apt_get, group, option) as process:
         output, errors = process.communicate(timeout=PATIENCE_SECONDS)
@@ -509,7 +513,7 @@ def test_the_policy_of_an_administrator_stays_as_it_is(tmp_path: Path) -> None:
 @pytest.mark.usefixtures("own_sbin")
 @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM])
 def test_an_interrupted_installation_leaves_no_policy(tmp_path: Path, number: signal.Signals) -> None:
-    with installation(tmp_path, f"touch {tmp_path}/begun; exec sleep 1000") as process:
+    with installation(tmp_path, f": >{tmp_path}/begun; exec sleep 1000") as process:
         until((tmp_path / "begun").exists)
         forbidden = POLICY.exists()
         os.killpg(process.pid, number)
@@ -520,7 +524,7 @@ def test_an_interrupted_installation_leaves_no_policy(tmp_path: Path, number: si
 
 @pytest.mark.usefixtures("own_sbin")
 def test_a_policy_that_was_left_is_without_effect_and_replaced(tmp_path: Path) -> None:
-    with installation(tmp_path, f"touch {tmp_path}/begun; exec sleep 1000") as process:
+    with installation(tmp_path, f": >{tmp_path}/begun; exec sleep 1000") as process:
         until((tmp_path / "begun").exists)
         os.killpg(process.pid, signal.SIGKILL)
     until(lambda: subprocess.run([POLICY, "snmpd.service", "start"], check=False).returncode == 0)

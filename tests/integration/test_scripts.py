@@ -176,7 +176,7 @@ def test_a_failure_shows_itself_and_there_is_one_summary(
     log = (log_of(1, "unit.a", "fine\n", "Passed") + log_of(2, "integration-b", failed, "Failed")
            + log_of(3, "integration-c", "1 failed in 0.01s\n5 passed in 1.90s\n", "Passed"))
     terminal = run_tests(CTEST_OUTPUT, log, 8)
-    assert terminal.wait() == 8
+    assert terminal.wait() == 8, terminal.text
     testing, _, rest = plain(terminal.text).partition("integration-b failed\n")
     assert testing.splitlines()[-5:] == ["Testing", *re.findall(r"^./3 .*$", CTEST_OUTPUT, re.M), ""]
     failure, _, _ = rest.partition("\nSummary\n")

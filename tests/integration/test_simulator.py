@@ -588,7 +588,7 @@ def test_bad_arguments_are_a_usage_error(arguments: List[str]) -> None:
 
 
 def test_its_version_is_the_builds() -> None:
-    [version] = re.findall(r"^ +VERSION ([\d.]+)$", (ROOT / "CMakeLists.txt").read_text("utf-8"), re.MULTILINE)
+    [version] = re.findall(r"^ +VERSION ([\d.]+)$", (ROOT / "CMakeLists.txt").read_text(), re.MULTILINE)
     assert command("--version").stdout == f"zan-router-sim {version}\n"
 
 
