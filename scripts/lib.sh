@@ -112,6 +112,8 @@ at_exit() {
 }
 
 run_at_exit() {
+    # A subshell that is ended before it has shed its parent's traps is not the end of the script.
+    [[ $BASHPID == "$$" ]] || return 0
     local command
     for command in "${at_exit_commands[@]}"; do
         eval "$command" || true
@@ -185,7 +187,7 @@ step() {
     fi
     while true; do
         status=0
-        wait "$command" || status=$?
+        wait "$command" 2>/dev/null || status=$?
         kill -0 "$command" 2>/dev/null || break # or it was a signal that has ended the waiting
     done
     if [[ -n $progress ]]; then
