@@ -296,6 +296,14 @@ def test_a_walk_in_the_middle_of_which_the_cache_expires_shows_two_answers(make_
     assert next(walk).value == b"new number"
 
 
+@pytest.mark.parametrize("body, messages", [(b"", 1), (b"x", 1), (b"x" * 100, 100)], ids=["none", "1", "100"])
+def test_a_queue_holds_as_many_bytes_or_messages_as_the_posters_are_told(queue, body, messages):
+    page = (SOURCE_ROOT / "docs" / "integrating-events.md").read_text(encoding="utf-8")
+    limit = int(re.search(r"(\d+) bytes of bodies or as many messages", page)[1])
+    queue.create()
+    assert queue.post_until_full(1, body) == limit // messages
+
+
 # --- the agent's own ----------------------------------------------------------------------------------------
 
 DROP_IN = (SOURCE_ROOT / "packaging" / "snmpd.conf.in").read_text("ascii")
