@@ -469,6 +469,19 @@ TEST_F(ZanCachedDataTest, AgeCountsFromTheFetchAndNotFromTheLastGet)
     EXPECT_EQ(api().takeRequests().size(), 1U);
 }
 
+TEST_F(ZanCachedDataTest, AgeCountsFromTheStartOfTheTransfer)
+{
+    interposed().transferSeconds = 3;
+    fetched("1");
+    api().setReply(httpReply(envelope("2")));
+    passSeconds(1);
+    EXPECT_TRUE(query.get(out));
+    EXPECT_EQ(out, Json::Value(1));
+    passSeconds(1); // the fifth second since
+    EXPECT_TRUE(query.get(out));
+    EXPECT_EQ(out, Json::Value(2));
+}
+
 TEST_F(ZanCachedDataTest, LifetimeIsTheObjectsOwn)
 {
     ZanCachedData longer(apiUrl(path), 60);
@@ -770,6 +783,16 @@ TEST_F(ZanCachedDataTest, FailureExpiresAResultEvenWhenTheClockGoesBackIntoItsLi
     EXPECT_FALSE(query.get(out));
     setUptime(100100); // one second after the fetch
     EXPECT_FALSE(query.get(out));
+}
+
+TEST_F(ZanCachedDataTest, FailureAtTheAgeOfALifetimeIsFetchedAgain)
+{
+    setUptime(500); // as far from 0, which a failure leaves behind, as the lifetime
+    replyBody("");
+    EXPECT_FALSE(query.get(out));
+    replyBody(envelope("7"));
+    EXPECT_TRUE(query.get(out));
+    EXPECT_EQ(out, Json::Value(7));
 }
 
 TEST_F(ZanCachedDataTest, EveryFailureResetsTheAge)

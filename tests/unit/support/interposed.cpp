@@ -1,6 +1,7 @@
 #include "support/interposed.h"
 
 #include "support/allocations.h"
+#include "support/clock.h"
 
 #include "zanjsondb.h"
 
@@ -193,6 +194,7 @@ CURLcode __wrap_curl_easy_perform(CURL* handle)
         ++interposed().transfers;
         journalize("request");
     }
+    zantest::passSeconds(interposed().transferSeconds);
     return __real_curl_easy_perform(handle);
 }
 

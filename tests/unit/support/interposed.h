@@ -94,6 +94,7 @@ struct Interposed {
     int curlInits = 0; ///< handles made
     int curlCleanups = 0;
     int transfers = 0;
+    long transferSeconds = 0; ///< of uptime, that pass while a transfer is under way
     std::vector<CurlOption> curlOptions;
 
     bool watchCalloc = false;
