@@ -476,6 +476,10 @@ def test_everything_about_an_event_is_made_of_one_file(tmp_path, base):
     assert described[0] == "The cabinet's door is open (100 % sure, costs $5)."
     translated = (tmp_path / "build" / "monitoring" / "snmptt.conf").read_text()
     assert "EVENT door-open .1.3.6.1.4.1.4711.14.1.2.7.0.1 \"Status Events\" CRITICAL\n" in translated
+    for version in ("6.0", "7.0"):
+        template = (tmp_path / "build" / "monitoring" / "zabbix" / f"zan-router-{version}.yaml").read_text()
+        assert ("\n    name: Event 7 (door-open)\n    priority: HIGH\n"
+                "    description: The cabinet's door is open (100 % sure, costs $5).\n") in template
 
 
 @pytest.mark.parametrize("line", [
