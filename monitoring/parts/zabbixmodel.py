@@ -118,8 +118,8 @@ MACROS = {
 
 #: Macros of the template for 6.0 alone.
 MACROS_OF_FIRST = {
-    "{$ZAN.DISCOVERY.INTERVAL}": ("How often rows of tables are looked for.", "15m"),
-    "{$ZAN.SETTINGS.INTERVAL}": ("How often the router is asked for its settings.", "15m")}
+    "{$ZAN.DISCOVERY.INTERVAL}": ("How often rows of tables are looked for.", "2m"),
+    "{$ZAN.SETTINGS.INTERVAL}": ("How often the router is asked for its settings.", "5m")}
 
 # --- the model --------------------------------------------------------------------------------------------
 

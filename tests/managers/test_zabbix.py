@@ -26,6 +26,12 @@ MACROS = {
     "{$ZAN.WAN.TIME}": "15s", "{$ZAN.EVENT.TIME}": "30s"}
 ONLY_IN_6 = {"{$ZAN.SETTINGS.INTERVAL}": "5s", "{$ZAN.DISCOVERY.INTERVAL}": "10s"}
 
+#: The manager of the agent's example of access.
+USER = """\
+createUser manager SHA-256 "a passphrase of 8 or more" AES "another passphrase"
+rouser manager priv
+"""
+
 SUBSCRIBER = ["zanRadioIMSI", "zanRadioMDN", "zanRadioMEIDorIMEI", "zanRadioMSID"]
 
 #: What goes wrong with the router: the problem's name, and what the simulator is told.
@@ -56,8 +62,12 @@ class Stack:
     def begin(self) -> None:
         """Import the template, and make the host."""
         self.zabbix.import_template(self.file)
+        self.host = self.add("router", {"version": 2, "community": "public"})
+
+    def add(self, name: str, access: Dict[str, Any]) -> Host:
+        """Another host for the same router."""
         macros = {**MACROS, **(ONLY_IN_6 if self.zabbix.version == "6.0" else {})}
-        self.host = self.zabbix.add_router("router", self.agent.port, TEMPLATE, macros)
+        return self.zabbix.add_router(name, self.agent.port, TEMPLATE, macros, access)
 
     def change(self, **fields: Any) -> None:
         """Give the router's API other answers, whole fields of its own."""
@@ -103,7 +113,8 @@ def stack_fixture(request, tmp_path_factory, module_file) -> Iterator[Stack]:
         assert root, "ZAN_DEBIAN_13 names no root: this test is run by scripts/test-managers"
     folder = tmp_path_factory.mktemp("stack")
     router = Router(folder, SOCKET_PATH)
-    agent = Agent(folder / "agent", trap_port=free_port(), module=module_file).start()
+    agent = Agent(folder / "agent", trap_port=free_port(), module=module_file,
+                  extra_configuration=USER).start()
     zabbix = Zabbix(Path(f"/run/zabbix-{request.param_index}"), root)
     try:
         stack = Stack(zabbix, router, agent, folder)
@@ -273,6 +284,15 @@ def test_who_the_subscriber_is_can_be_asked_for(stack):
     stack.wait_for_values({
         "zanRadioIMSI": "001010123456789", "zanRadioMDN": "12025550143",
         "zanRadioMEIDorIMEI": "004999010640000", "zanRadioMSID": "2025550143"})
+
+
+def test_the_user_of_the_example_of_access_is_answered(stack):
+    host = stack.add("over SNMPv3", {
+        "version": 3, "securityname": "manager", "securitylevel": 2, "authprotocol": 3,
+        "authpassphrase": "a passphrase of 8 or more", "privprotocol": 1,
+        "privpassphrase": "another passphrase"})
+    until(lambda: host.values().get("zanRouterModelId") == "ZR-4200-LTE", "a value")
+    stack.zabbix.ask("host.delete", host.identity)
 
 
 # --- problems ---------------------------------------------------------------------------------------------

@@ -191,16 +191,17 @@ $IMAGE_FORMAT_DEFAULT = IMAGE_FORMAT_PNG;
                 "items": everything, "discoveryRules": everything, "triggers": everything,
                 "graphs": everything, "templateLinkage": {"createMissing": True}})
 
-    def add_router(self, name: str, port: int, template: str, macros: Dict[str, str]) -> "Host":
-        """A host with an SNMP interface and the template."""
-        (group, ) = self.ask("hostgroup.get", filter={"name": ["Discovered hosts"]})
-        (found, ) = self.ask("template.get", filter={"host": [template]})
-        (host, ) = self.ask(
-            "host.create", host=name, groups=[{"groupid": group["groupid"]}], inventory_mode=1, templates=[{
-                "templateid": found["templateid"]}],
-            macros=[{"macro": macro, "value": value} for macro, value in macros.items()], interfaces=[{
-                "type": 2, "main": 1, "useip": 1, "ip": "127.0.0.1", "dns": "", "port": str(port),
-                "details": {"version": 2, "community": "public"}}])["hostids"]
+    def add_router(self, name: str, port: int, template: str, macros: Dict[str, str],
+                   access: Dict[str, Any]) -> "Host":
+        """A host with an SNMP interface and the template; `access` is said as the API says it."""
+        (group,) = self.ask("hostgroup.get", filter={"name": ["Discovered hosts"]})
+        (found,) = self.ask("template.get", filter={"host": [template]})
+        interface = {"type": 2, "main": 1, "useip": 1, "ip": "127.0.0.1", "dns": "", "port": str(port),
+                     "details": access}
+        (host,) = self.ask("host.create", host=name, groups=[{"groupid": group["groupid"]}],
+                           inventory_mode=1, templates=[{"templateid": found["templateid"]}],
+                           macros=[{"macro": macro, "value": value} for macro, value in macros.items()],
+                           interfaces=[interface])["hostids"]
         self.reload()
         return Host(self, host)
 
