@@ -41,23 +41,6 @@ def test_the_objects_of_a_query_share_one_request(agent, api, clock, query):
         clock.advance(0.01)
 
 
-@pytest.mark.parametrize("query", GROUPS)
-def test_an_unreachable_api_gives_fallbacks_and_is_asked_again_each_time(agent, api, query):
-    api.down()
-    scalars = GROUPS[query]
-    answer = agent.client.get(*(scalar.instance for scalar in scalars))
-    assert [varbind.value for varbind in answer] == [scalar.fallback for scalar in scalars]
-    assert agent.take(ERROR) == b" curl_easy_perform failed" * len(scalars)
-
-
-def test_what_needs_no_query_survives_an_unreachable_api(agent, api):
-    api.down()
-    for scalar in SCALARS:
-        if scalar.query is None:
-            assert agent.client.value(scalar.instance) == scalar.expected
-    assert agent.take(ERROR) == b""
-
-
 def test_a_walk_asks_each_query_once(agent, api):
     assert router() == api.fields
     agent.client.walk(SCALARS[0].oid[:-2])
