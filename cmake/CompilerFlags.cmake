@@ -37,8 +37,7 @@ target_compile_options(zan_hardening INTERFACE
 add_library(zan_size INTERFACE)
 add_library(zan::size ALIAS zan_size)
 if(ZAN_SMALL)
-  include(CheckIPOSupported)
-  check_ipo_supported(LANGUAGES CXX)
+  # No check whether it is supported: that would be a project of its own, without the settings of the toolchain file.
   set(CMAKE_INTERPROCEDURAL_OPTIMIZATION ON)
   target_compile_options(zan_size INTERFACE -ffunction-sections -fdata-sections)
   target_link_options(zan_size INTERFACE LINKER:--gc-sections)

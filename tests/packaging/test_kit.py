@@ -133,3 +133,16 @@ def test_the_small_module_keeps_its_budget(tmp_path):
     relocations = re.findall(r"^[0-9a-f]+ +[0-9a-f]+ +R_", readelf("-r", module), re.M)
     used = module.stat().st_size, len(relocations)
     assert 0 < used[0] <= BUDGET[0] and 0 < used[1] <= BUDGET[1]
+
+
+def test_the_profile_for_apparmor_is_one_and_names_what_is_installed(build, tmp_path):
+    profile = build.folder / "packaging" / "zansnmpext-host.apparmor"
+    command = ["/usr/sbin/apparmor_parser", "--skip-kernel-load", "--skip-cache"]
+    subprocess.run([*command, profile], check=True)
+    text = profile.read_text("ascii")
+    broken = tmp_path / "broken"
+    broken.write_text(text.replace("uptime r,", "uptime r"), "ascii")
+    assert subprocess.run([*command, broken], stderr=subprocess.DEVNULL, check=False).returncode != 0
+    folder = re.search(r"^  (/.*)/\*\.so mr,$", text, re.M)[1]
+    assert f" {folder}/zansnmpext.so\n" in (build.folder / "packaging" / "snmpd.conf").read_text("ascii")
+    assert "  /etc/zansnmpext/host.conf r,\n" in text

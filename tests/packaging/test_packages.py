@@ -66,6 +66,7 @@ def test_the_router_gets_what_it_needs(contents):
         *documents("zansnmpext"), MODULE, "etc/zansnmpext/snmpd.conf", "usr/bin/zan-post-event",
         "usr/share/doc/zansnmpext/examples/snmpd-access.conf",
         "usr/share/doc/zansnmpext/examples/zan-post-event.cpp",
+        "usr/share/doc/zansnmpext/examples/zansnmpext-host.apparmor",
         "usr/share/doc/zansnmpext/integrating-events.md", "usr/share/doc/zansnmpext/operations.md",
         "usr/share/doc/zansnmpext/zansnmpext.cdx.json", "usr/share/doc/zansnmpext/zansnmpext.spdx.json",
         "usr/share/man/man1/zan-post-event.1.gz", "usr/share/man/man8/zansnmpext.8.gz"])
