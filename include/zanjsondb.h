@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 
 namespace zansnmp {
@@ -30,16 +29,17 @@ using SharedJson = std::shared_ptr<const Json::Value>;
 /// wants of that query, scalars or rows of a table, comes from the same answer, however long the question
 /// takes. Failures are not remembered: the next object of the question tries again.
 ///
-/// Who answers a request begins its question, by keeping a Question for as long as it is at work: the
-/// scalars' handler and, on top of each table's handlers, one of the table pattern. Outside of questions (at
-/// the start, say) a query looks at the clock each time it is asked.
+/// Who answers a request begins its question, by keeping a Question while at work: the scalars' handler and,
+/// on top of each table's handlers, one of the table pattern. Outside of questions (at the start, or when the
+/// agent itself watches an object) a query looks at the clock each time.
 class Question {
 public:
     /// Begins a question, or goes on with it.
     /// @param transaction  the agent's number of the request (`transid` of its PDU): the same at all steps
-    ///                     that answer it, of which a GETBULK takes many
+    ///                     that answer it, of which a GETBULK takes many; 0, which is what all requests of
+    ///                     the agent to itself have, for no question
     explicit Question(long transaction) noexcept { current = transaction; }
-    ~Question() { current.reset(); }
+    ~Question() { current = 0; }
 
     Question(const Question&) = delete;
     Question& operator=(const Question&) = delete;
@@ -47,7 +47,7 @@ public:
 private:
     friend class ZanCachedData;
 
-    static std::optional<long> current; ///< the transaction that is being answered
+    static long current; ///< the transaction that is being answered; 0 for none
 };
 
 /// One query of the router's local management API, with the `result` of its last successful answer.
@@ -88,7 +88,7 @@ private:
     std::uint32_t lifetime;       ///< seconds
     std::uint32_t lastUpdate = 0; ///< uptime at the last good fetch, in seconds; 0 if new or after a failure
     SharedJson cache;             ///< `result` of the last successful answer; null before the first
-    std::optional<long> questioned; ///< the last question that found `cache` fresh; none outside of one
+    long questioned = 0;          ///< the last question that found `cache` fresh; 0 outside of one
 };
 
 /// libcurl's write function (a curl_write_callback): appends `size * count` bytes to the response buffer.

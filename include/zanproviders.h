@@ -7,9 +7,8 @@
 /// TimeTicks. When the API fails, or gives what cannot be read, a text is "Unknown" and a number 0, unless
 /// said otherwise; what the API merely leaves out is an empty text, "False" or 0.
 ///
-/// A header begins with the accessor of its group's query: it fills its argument with a copy, the caller's
-/// own, of the query's `result`, whose members it names, and is false when the API failed. Providers read the
-/// result itself.
+/// A header begins with the accessor of its group's query: it gives a copy, the caller's own, of the
+/// `result`, whose members it names; false when the API failed.
 
 #include "zancellular.h"
 #include "zancellularstats.h"

@@ -17,10 +17,7 @@ namespace zansnmp {
 
 namespace {
 
-struct CurlCleanup {
-    void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
-};
-using CurlHandle = std::unique_ptr<CURL, CurlCleanup>;
+using CurlHandle = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
 
 /// `code` of an answer that holds what was asked for; the HTTP status does not count.
 constexpr Json::UInt codeOk = 200;
@@ -88,7 +85,7 @@ struct Body {
 SharedJson request(const std::string& url)
 {
     Body body;
-    const CurlHandle handle(curl_easy_init());
+    const CurlHandle handle(curl_easy_init(), curl_easy_cleanup);
     snmp_log(LOG_DEBUG, "zanjsondb:  executing [%s] request", url.c_str());
     if (!handle) {
         snmp_log(LOG_ERR, "failed to create curl instance");
@@ -141,7 +138,7 @@ std::size_t appendResponse(char* data, std::size_t size, std::size_t count, void
     return size * count;
 }
 
-std::optional<long> Question::current;
+long Question::current = 0;
 
 ZanCachedData::ZanCachedData(std::string requestUrl, std::uint32_t lifetimeSeconds)
     : url(std::move(requestUrl)), lifetime(lifetimeSeconds), cache(std::make_shared<const Json::Value>())
@@ -163,7 +160,7 @@ SharedJson ZanCachedData::result()
 /// @return false when it is not, as the API has failed
 bool ZanCachedData::refresh()
 {
-    if (questioned && questioned == Question::current) {
+    if (questioned != 0 && questioned == Question::current) {
         return true;
     }
     const auto now = static_cast<std::uint32_t>(get_uptime() / 100); // the library counts hundredths

@@ -22,10 +22,6 @@ namespace {
 /// snmpTrapOID.0 of SNMPv2-MIB
 constexpr std::array<oid, 11> snmpTrapOid{1, 3, 6, 1, 6, 3, 1, 1, 4, 1, 0};
 
-struct FreeVariables {
-    void operator()(netsnmp_variable_list* list) const { snmp_free_varbind(list); }
-};
-
 /// Sends a notification without variables of its own: the agent adds sysUpTime.0 in front. Nobody could be
 /// told of a failure, so that none is looked for.
 void sendTrap(const ModuleOid& notification)
@@ -33,7 +29,8 @@ void sendTrap(const ModuleOid& notification)
     netsnmp_variable_list* list = nullptr;
     snmp_varlist_add_variable(&list, snmpTrapOid.data(), snmpTrapOid.size(), ASN_OBJECT_ID,
                               notification.arcs.data(), notification.length * sizeof(oid));
-    const std::unique_ptr<netsnmp_variable_list, FreeVariables> variables(list);
+    const std::unique_ptr<netsnmp_variable_list, decltype(&snmp_free_varbind)> variables(list,
+                                                                                         snmp_free_varbind);
     send_v2trap(variables.get());
 }
 

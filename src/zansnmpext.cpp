@@ -178,13 +178,13 @@ constexpr std::array scalars{
 constexpr bool allAscend()
 {
     for (std::size_t i = 1; i < scalars.size(); ++i) {
-        const auto& lower = scalars[i - 1].oid.arcs;
-        const auto& higher = scalars[i].oid.arcs;
+        const auto& arcs = scalars[i].oid.arcs;
+        const auto& before = scalars[i - 1].oid.arcs;
         std::size_t arc = 0;
-        while (arc + 1 < lower.size() && lower[arc] == higher[arc]) {
+        while (arc + 1 < arcs.size() && before[arc] == arcs[arc]) {
             ++arc;
         }
-        if (lower[arc] >= higher[arc]) {
+        if (before[arc] >= arcs[arc]) {
             return false;
         }
     }

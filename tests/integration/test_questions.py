@@ -122,3 +122,17 @@ def test_all_rows_and_columns_of_a_table_in_one_getbulk(agent, questions):
 def test_each_step_of_a_walk_is_a_question_of_its_own(agent, questions):
     steps = [agent.client.get_next(LEASES.oid + (1, 2, row))[0] for row, _ in zip(range(ROWS), questions)]
     assert len(values(steps)) == ROWS
+
+
+def test_requests_of_the_agent_to_itself_are_no_question(make_agent, api, clock):
+    """The agent gives all of them one number: taken for one question, they would read one answer for ever."""
+    watched = SCALAR["zanSerialToIPPort"]
+    agent = make_agent(extra_configuration="\n".join([
+        "createUser _internal", "iquerySecName _internal", "rouser _internal noauth",
+        f"monitor -r 5 port .{'.'.join(map(str, watched.instance))} > 60000"])).start()
+    for _ in range(3):
+        clock.advance(CACHE_LIFETIME)
+        api.requests.clear()
+        for _ in range(5):  # the watching began at a time of its own
+            agent.fire_alarm()
+        assert api.targets() == [watched.query]

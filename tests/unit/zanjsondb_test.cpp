@@ -705,6 +705,19 @@ TEST_F(ZanCachedDataTest, NextQuestionAndNoQuestionLookAtTheClock)
     }
 }
 
+TEST_F(ZanCachedDataTest, RequestsOfTheAgentToItselfAreNoQuestion)
+{
+    fetched("1");
+    for (int number = 2; number < 4; ++number) {
+        const Question question(0);
+        passSeconds(4);
+        EXPECT_EQ(*query.result(), Json::Value(number - 1));
+        passSeconds(1);
+        replyBody(envelope(std::to_string(number)));
+        EXPECT_EQ(*query.result(), Json::Value(number));
+    }
+}
+
 TEST_F(ZanCachedDataTest, EachQueryDecidesForItselfInAQuestion)
 {
     fetched("1");
