@@ -14,6 +14,7 @@ from typing import Any, Callable, Dict, Iterator, List, Optional
 import pytest
 
 from harness import ENTERPRISE_NUMBER, MODULE
+from listening import open_to_others
 from mib_support import zanmib
 from terminal import PATIENCE_SECONDS, Terminal, plain, until
 
@@ -242,6 +243,7 @@ def test_serving_keeps_its_word(clone: Path, unchanged: None, on_terminal: Calla
     terminal = on_terminal("--serve", *build_options(clone), demo=clone / "scripts" / "demo")
     text = terminal.read_until("200       GET /api?fields=snmp")
     assert "\x1b[32mThe agent answers on 127.0.0.1, UDP port 1161." in text
+    assert open_to_others() == []
     commands = suggested_commands(text)
     outputs = {" ".join(command): output_of(command) for command in commands
                if command[0].startswith("snmp")}

@@ -9,6 +9,7 @@ import tempfile
 from pathlib import Path
 
 from harness import MODULE, SOURCE_ROOT, deadline
+from listening import open_to_others
 from monitoring_support import get, until
 
 DEMO = SOURCE_ROOT / "scripts" / "demo"
@@ -44,6 +45,7 @@ def test_a_newcomer_sees_the_router_pulls_the_signal_down_and_sees_the_alert():
             text = until(lambda: come("Alerts as they come and go:"), "the demo", 120)
             (address,) = re.findall(r"^The router is to be seen at\n  (http:\S+)$", text, re.M)
             until(lambda: "ZR-4200-LTE" in get(address), "the router on its page")
+            assert open_to_others() == []
             for link in re.findall(r"http:\S+", text):
                 assert get(link)
             commands = re.findall(r"^  (/\S+zan-router-sim .*)$", text, re.M)
