@@ -78,7 +78,8 @@ def test_the_bill_of_materials_is_what_the_module_needs(build):
     for name, package in packaged.items():
         installed = subprocess.run(["dpkg-query", "-W", "-f", "${Version}", package], stdout=subprocess.PIPE,
                                    check=True, text=True).stdout
-        assert installed.startswith(versions.pop(name)), package
+        # Debian 13's agent library calls itself 5.9.4.pre2.
+        assert installed.startswith(re.sub(r"\.pre\d+$", "", versions.pop(name))), package
     assert set(versions) == {"gcc", "libc"}
 
 
