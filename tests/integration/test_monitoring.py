@@ -260,7 +260,7 @@ def test_any_text_is_a_label(text, scrape):
     assert scrape(system__productId=text)[series("zanRouterModelId", zanRouterModelId=text)] == 1
 
 
-def test_a_text_that_is_not_utf_8_fails_the_scrape_up_to_version_0_22_and_is_named(agent, api, clock, exporter):
+def test_a_text_that_is_not_utf_8_fails_the_scrape_up_to_version_0_22(agent, api, clock, exporter):
     """JSON is UTF-8, and that exporter takes nothing else; docs/monitoring.md tells what to do."""
     api.bodies[SYSTEM] = b'{"code":200,"result":{"system":{"productId":"caf\xe9"}}}'
     clock.advance(CACHE_LIFETIME)
