@@ -126,7 +126,7 @@ make_temp() {
         # Below /run it would be out of sight inside the namespaces.
         [[ $(realpath -- "$base") != /run* ]] || base=/tmp
         ZAN_TEMP=$(mktemp -d "$base/zansnmpext.XXXXXX")
-        at_exit rm -rf "$ZAN_TEMP"
+        at_exit rm -rf --one-file-system "$ZAN_TEMP"
     fi
 }
 

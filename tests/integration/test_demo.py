@@ -416,6 +416,16 @@ def test_bad_arguments_are_told(unchanged: None, arguments: List[str], message: 
     assert message in done.stderr and "--help" in done.stderr
 
 
+@pytest.mark.parametrize("arguments, message", [
+    ([], "which command?"), (["--release", "10", "true"], "unknown release 10"), (["--user"], "which command?"),
+    (["--bring", "/nothing", "true"], "there is no /nothing"), (["--nonsense"], "unknown option --nonsense")])
+def test_bad_arguments_for_a_fresh_debian(unchanged: None, arguments: List[str], message: str) -> None:
+    done = subprocess.run([ROOT / "scripts/in-fresh-debian", *arguments], stdin=subprocess.DEVNULL, text=True,
+                          capture_output=True, check=False, timeout=PATIENCE_SECONDS)
+    assert (done.returncode, done.stdout) == (2, "")
+    assert message in done.stderr and "--help" in done.stderr
+
+
 def test_help_tells_every_option(unchanged: None) -> None:
     done = run("--help")
     assert (done.returncode, done.stderr) == (0, "")
