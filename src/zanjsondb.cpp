@@ -19,9 +19,6 @@ namespace {
 
 using CurlHandle = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
 
-/// `code` of an answer that holds what was asked for; the HTTP status does not count.
-constexpr Json::UInt codeOk = 200;
-
 template <class Value>
 bool setOption(CURL* handle, CURLoption option, const char* name, Value value)
 {
@@ -107,7 +104,7 @@ SharedJson request(const std::string& url)
         snmp_log(LOG_ERR, " wrong format of json response");
         return nullptr;
     }
-    if (root["code"].asUInt() != codeOk) {
+    if (root["code"].asUInt() != 200) { // success; the status line of HTTP does not count
         snmp_log(LOG_ERR, " bad json response code");
         return nullptr;
     }

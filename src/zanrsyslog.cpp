@@ -13,14 +13,11 @@ constexpr int syslogPort = 514;
 /// The name of the lowest severity that the router forwards, by the API's level.
 const char* severityName(Json::Int level)
 {
-    struct Band {
-        Json::Int below;
-        const char* name;
-    };
-    constexpr Band bands[] = {{10, "MINIMUM"}, {20, "ERROR"}, {30, "WARNING"}, {40, "INFO"}, {50, "DEBUG"}};
-    for (const Band& band : bands) {
-        if (level < band.below) {
-            return band.name;
+    constexpr std::pair<Json::Int, const char*> bands[] = {
+        {10, "MINIMUM"}, {20, "ERROR"}, {30, "WARNING"}, {40, "INFO"}, {50, "DEBUG"}};
+    for (const auto& [end, name] : bands) {
+        if (level < end) {
+            return name;
         }
     }
     return "MAXIMUM";

@@ -11,12 +11,6 @@
 #include "zanstaticroutes.h"
 #include "zantable.h"
 
-#include <net-snmp/net-snmp-config.h>
-
-#include <net-snmp/net-snmp-includes.h>
-
-#include <net-snmp/agent/net-snmp-agent-includes.h>
-
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -249,25 +243,17 @@ void registerObjectsOnce()
     init_zanRemoteSyslogDestTable();
 }
 
-/// Counts the agent libraries among the loaded objects.
-int countAgentLibrary(dl_phdr_info* object, std::size_t, void* count) noexcept
-{
-    const char* slash = std::strrchr(object->dlpi_name, '/');
-    const char* name = slash != nullptr ? slash + 1 : object->dlpi_name;
-    constexpr char library[] = "libnetsnmpagent.so";
-    if (std::strncmp(name, library, sizeof(library) - 1) == 0) {
-        ++*static_cast<int*>(count);
-    }
-    return 0;
-}
-
 /// Whether the agent is linked to the library that the module was built for. If not, the loader has brought
 /// that one along as a second, and every call still goes to the agent's, whose records may be laid out
 /// otherwise.
 bool madeForThisAgent()
 {
     int libraries = 0;
-    dl_iterate_phdr(countAgentLibrary, &libraries);
+    const auto count = [](dl_phdr_info* object, std::size_t, void* found) noexcept {
+        *static_cast<int*>(found) += std::strstr(object->dlpi_name, "/libnetsnmpagent.so") != nullptr ? 1 : 0;
+        return 0;
+    };
+    dl_iterate_phdr(count, &libraries);
     return libraries <= 1;
 }
 

@@ -9,13 +9,6 @@ namespace zansnmp {
 
 namespace {
 
-/// Something of the agent library, freed by its own function.
-template <class Record, class Free>
-std::unique_ptr<Record, Free*> owned(Record* record, Free* free)
-{
-    return {record, free};
-}
-
 /// Sets the cell of a column into the variable of its request.
 void setCell(netsnmp_variable_list* variable, const Column& column, const ZanTableRowContext& context)
 {
@@ -90,11 +83,15 @@ void setText(netsnmp_variable_list* variable, const std::string& text) noexcept
 
 void Table::registerWith(const TableHooks& hooks) const
 {
-    auto tableInfo = owned(SNMP_MALLOC_TYPEDEF(netsnmp_table_registration_info), std::free);
-    auto iterator = owned(SNMP_MALLOC_TYPEDEF(netsnmp_iterator_info), std::free);
-    auto registration = owned(netsnmp_create_handler_registration(name, hooks.handler, oid.arcs.data(),
-                                                                  oid.length, HANDLER_CAN_RONLY),
-                              netsnmp_handler_registration_free);
+    using Free = decltype(&std::free);
+    std::unique_ptr<netsnmp_table_registration_info, Free> tableInfo(
+        SNMP_MALLOC_TYPEDEF(netsnmp_table_registration_info), std::free);
+    std::unique_ptr<netsnmp_iterator_info, Free> iterator(SNMP_MALLOC_TYPEDEF(netsnmp_iterator_info),
+                                                          std::free);
+    std::unique_ptr<netsnmp_handler_registration, decltype(&netsnmp_handler_registration_free)> registration(
+        netsnmp_create_handler_registration(name, hooks.handler, oid.arcs.data(), oid.length,
+                                            HANDLER_CAN_RONLY),
+        netsnmp_handler_registration_free);
     if (!tableInfo || !registration || !iterator) {
         snmp_log(LOG_ERR, "malloc failed in %s", allocationCaller);
         return;

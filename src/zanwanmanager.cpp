@@ -17,13 +17,7 @@ ZanCachedData& query()
 /// The manager's name of a link, by its kernel interface; null for a link that has none, such as a wired one.
 const char* linkLabel(const std::string& interface)
 {
-    if (interface == "ppp0") {
-        return "Cellular";
-    }
-    if (interface == "wlan0") {
-        return "WiFi";
-    }
-    return nullptr;
+    return interface == "ppp0" ? "Cellular" : interface == "wlan0" ? "WiFi" : nullptr;
 }
 
 /// One line for the link at a position: its priority, its label, and whether it is enabled.
