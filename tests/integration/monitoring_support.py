@@ -163,7 +163,7 @@ def uptime_passes(clock: Clock, speed: float) -> Iterator[None]:
 class Preview:
     """monitoring/preview for one agent: the exporter and Prometheus, with all files as they are shipped."""
 
-    def __init__(self, folder: Path, agent_port: int, *options: str) -> None:
+    def __init__(self, folder: Path, agent_port: int, *options: str, **environment: str) -> None:
         self.instance = f"127.0.0.1:{agent_port}"
         self._addresses = folder / "addresses"
         self._output = folder / "preview.log"
@@ -173,7 +173,7 @@ class Preview:
             self._process = subprocess.Popen(
                 [str(MONITORING / "preview"), self.instance, "--modules", str(MADE), *options,
                  "--addresses", str(self._addresses)],
-                env={"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "TMPDIR": str(self._temporary)},
+                env={"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "TMPDIR": str(self._temporary), **environment},
                 stdin=subprocess.DEVNULL, stdout=output, stderr=output)
         self.addresses = until(self._read_addresses, "Prometheus", 90)
 

@@ -32,6 +32,7 @@ MANAGER = ["-u", "manager", "-a", "SHA-256", "-A", "a passphrase of 8 or more", 
            "-X", "another passphrase"]
 OPERATOR = ["-u", "operator", "-a", "SHA-256", "-A", "a third passphrase", "-x", "AES",
             "-X", "a fourth passphrase"]
+POLLER = ["-u", "poller", "-a", "SHA", "-A", "a fifth passphrase", "-x", "AES", "-X", "a sixth passphrase"]
 PRIVATE = ["-v", "3", "-l", "authPriv"]
 SIGNED = ["-v", "3", "-l", "authNoPriv"]
 OPEN = ["-v", "3", "-l", "noAuthNoPriv"]
@@ -47,7 +48,8 @@ IDENTITIES = ("zanRadioMEIDorIMEI", "zanRadioIMSI", "zanRadioMSID", "zanRadioMDN
 def example_lines() -> str:
     """The example with its access lines in force."""
     text = EXAMPLE.read_text(encoding="ascii").replace("@ZAN_ENTERPRISE_NUMBER@", str(ENTERPRISE_NUMBER))
-    lines = re.findall(r"^#((?:view|createUser|r[ow]user|r[ow]community6?) .*)$", text, re.MULTILINE)
+    lines = re.findall(r"^#((?:sysObjectID|view|createUser|r[ow]user|r[ow]community6?) .*)$", text,
+                       re.MULTILINE)
     assert len(lines) >= 10 and not [line for line in lines if line.startswith("rw")]
     return "\n".join(lines)
 
@@ -156,13 +158,23 @@ def test_the_manager_sees_the_router_and_who_it_is(example):
         assert not reads(example, PRIVATE + MANAGER, outside)
 
 
-def test_the_operator_does_not_see_the_subscriber(example):
+@pytest.mark.parametrize("login", [OPERATOR, POLLER], ids=["operator", "poller"])
+def test_who_is_no_manager_does_not_see_the_subscriber(login, example):
     hidden = {SCALAR[name].instance for name in IDENTITIES}
     seen = [tools.line(*entry) for entry in expected_tree() if entry[0] not in hidden]
-    assert walk(example, PRIVATE + OPERATOR) == seen
+    assert walk(example, PRIVATE + login) == seen
     for name in hidden:
-        assert not reads(example, PRIVATE + OPERATOR, dotted(name))
+        assert not reads(example, PRIVATE + login, dotted(name))
         assert reads(example, PRIVATE + MANAGER, dotted(name))
+
+
+@pytest.mark.parametrize("login", [PRIVATE + MANAGER, PRIVATE + OPERATOR, PRIVATE + POLLER],
+                         ids=["manager", "operator", "poller"])
+def test_every_reader_is_told_what_it_is_talking_to(login, example):
+    """The group system, without which managers call a device dead, and not the agent library's identity."""
+    assert reads(example, login, SYS_NAME)
+    identity = ".1.3.6.1.2.1.1.2.0"
+    assert ask(example, login, identity).stdout == f"{identity} = OID: {dotted(MODULE_ROOT)}\n"
 
 
 STRANGERS = {

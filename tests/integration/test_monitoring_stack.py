@@ -9,10 +9,12 @@ from typing import Any, Dict, Iterator, List, Sequence
 import pytest
 
 from harness import SOCKET_PATH, TIME_SCALE, Agent, deadline
-from monitoring_support import MONITORING, Preview, Router, uptime_passes, until
+from monitoring_support import MONITORING, Preview, Router, get, uptime_passes, until
 
 ROUTER_PAGE = "consoles/zan-router.html?instance="
 LIST_PAGE = "consoles/zan-routers.html"
+
+AUTH_PHRASE, PRIV_PHRASE = 'a "quoted" passphrase', "another passphrase: 2"
 
 #: The router's uptime goes on so many times faster than the test's, and the caches expire so much sooner.
 SPEED = 10
@@ -66,7 +68,8 @@ class Stack:
 def stack_fixture(tmp_path_factory, clock, _traps) -> Iterator[Stack]:
     folder = tmp_path_factory.mktemp("stack")
     router = Router(folder, SOCKET_PATH)
-    agent = Agent(folder / "agent", trap_port=_traps.port).start()
+    agent = Agent(folder / "agent", trap_port=_traps.port, extra_configuration=(
+        f"createUser manager SHA-256 '{AUTH_PHRASE}' AES '{PRIV_PHRASE}'\nrouser manager priv")).start()
     try:
         with uptime_passes(clock, SPEED):
             preview = Preview(folder, agent.port, "--interval", str(0.5 * TIME_SCALE), "--alert-after", "1")
@@ -214,6 +217,18 @@ def test_the_script_of_a_page_can_be_read(page, stack, tmp_path):
     (script,) = re.findall(r"<script>(.*?)</script>", stack.preview.page(page), re.S)
     (tmp_path / "page.js").write_text(script)
     subprocess.run(["node", "--check", tmp_path / "page.js"], check=True, timeout=deadline(60))
+
+
+def test_a_router_is_seen_over_snmpv3_with_its_subscriber_by_those_who_ask_for_it(stack, tmp_path):
+    preview = Preview(tmp_path, stack.agent.port, "--user", "manager", "--subscriber", "--interval", "1",
+                      ZAN_AUTH_PHRASE=AUTH_PHRASE, ZAN_PRIV_PHRASE=PRIV_PHRASE)
+    try:
+        until(lambda: "IMEI or MEID 004999010640000" in visible(preview.page(ROUTER_PAGE + preview.instance)),
+              "the subscriber on the router's page")
+        until(lambda: preview.query("zan:router:info") and preview.query("zanRadioMDN"), "the rules")
+        assert "zanRouterModelId" in get(preview.addresses["exporter"])
+    finally:
+        assert preview.stop() == 0
 
 
 # --- dashboard ----------------------------------------------------------------------------------------------
