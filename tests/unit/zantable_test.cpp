@@ -10,6 +10,7 @@
 #include <json/json.h>
 
 #include <limits>
+#include <memory>
 #include <optional>
 
 using namespace zantest;
@@ -646,6 +647,62 @@ TEST_P(TableTest, FirstSecondsOfUptimeServeWhatTheCacheHolds)
     setUptime(100);
     EXPECT_EQ(indices(table), std::vector<long>{1});
     EXPECT_EQ(indices(table), std::vector<long>{1});
+}
+
+// Rows of the syslog table that its get-first hook never makes, but the handler is given.
+
+class GivenRowTest : public ApiTest {
+protected:
+    static Cell cellOf(const Json::Value& row, unsigned column)
+    {
+        zansnmp::ZanTableRowContext context{0, std::make_shared<const Json::Value>(row)};
+        Request request;
+        request.setRow(&context);
+        request.setColumn(column);
+        handle(syslogTable.hooks.handler, MODE_GET, &request.info());
+        return request.cell();
+    }
+
+    static Json::Value rowWith(const char* member, const Json::Value& value)
+    {
+        Json::Value row;
+        row[member] = value;
+        return row;
+    }
+};
+
+TEST_F(GivenRowTest, PortIsASignedNumberAndMinusOneWhenItCannotBeRead)
+{
+    const std::vector<std::pair<Json::Value, long>> ports{
+        {514, 514},
+        {-7, -7},
+        {Json::Value(), 0},
+        {true, 1},
+        {1.9, 1},
+        {"514", -1},
+        {2147483647, 2147483647},
+        {2147483648U, -1},
+        {Json::Value::Int64(4294967297), -1},
+        {Json::Value(Json::arrayValue), -1},
+        {Json::Value(Json::objectValue), -1},
+    };
+    for (const auto& [port, number] : ports) {
+        EXPECT_EQ(cellOf(rowWith("port", port), 4), integer(number)) << port;
+    }
+}
+
+TEST_F(GivenRowTest, ColumnsOfARowThatIsNoObjectHaveTheirFallbacks)
+{
+    const std::vector<Cell> expected{integer(0),  octets("Unknown"), octets("Unknown"),
+                                     integer(-1), octets("Unknown"), octets("Unknown")};
+    for (unsigned column = 1; column <= syslogTable.columns; ++column) {
+        EXPECT_EQ(cellOf("no object", column), expected[column - 1]) << column;
+    }
+}
+
+TEST_F(GivenRowTest, LastColumnIsTheRowsTextAndNoFlag)
+{
+    EXPECT_EQ(cellOf(rowWith("enabled", true), 6), octets("true"));
 }
 
 } // namespace

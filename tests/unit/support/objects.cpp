@@ -53,14 +53,14 @@ std::vector<Object> readObjects()
     return objects;
 }
 
-/// What the entry registers, by name. Kept until the end of the process.
+/// What the entry registers, by name. Never destroyed: the agent would keep it until the end, too.
 const Registered& registeredAs(const std::string& name)
 {
-    static const std::map<std::string, Registered> registrations = [] {
+    static const auto& registrations = *[] {
         init_zansnmpext();
-        std::map<std::string, Registered> byName;
+        auto* byName = new std::map<std::string, Registered>;
         for (const Registered& each : std::exchange(interposed().registered, {})) {
-            byName.emplace(each.registration->handlerName, each);
+            byName->emplace(each.registration->handlerName, each);
         }
         return byName;
     }();
