@@ -122,7 +122,7 @@ def test_a_shared_jsoncpp_and_a_cxx_library_inside_the_module_do_not_go_together
 
 
 #: What the module of the preset "small" may have at most on a 64-bit processor: bytes without symbols and
-#: debug information, and relocations that the loader does at each start, of which GCC 14 makes a third more than 12.
+#: debug information, and relocations that the loader does at each start (GCC 14 makes a third more than 12).
 BUDGET = 128 * 1024, 700
 
 
