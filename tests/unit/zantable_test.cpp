@@ -98,6 +98,15 @@ TEST_P(TableTest, TableInfoHasOneIntegerIndexAndTheColumns)
     EXPECT_EQ(info->valid_columns, nullptr);
 }
 
+TEST_P(TableTest, HandlerThatTellsTheQuestionLiesOnTopOfTheRegistered)
+{
+    table.init();
+    const netsnmp_mib_handler* top = interposed().registered.front().registration->handler;
+    EXPECT_STREQ(top->handler_name, "zanQuestion");
+    ASSERT_NE(top->next, nullptr);
+    EXPECT_EQ(top->next->access_method, table.hooks.handler);
+}
+
 TEST_P(TableTest, RegistrationIsTracedBeforeItIsMade)
 {
     const std::string trace =
