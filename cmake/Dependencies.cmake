@@ -5,7 +5,7 @@
 function(zan_require variable what package)
   mark_as_advanced(${variable})
   if(NOT ${variable})
-    message(FATAL_ERROR "There is no ${what}. On Debian: apt-get install ${package}")
+    message(FATAL_ERROR "There is no ${what}. Debian has it in a package:\n  apt-get install ${package}")
   endif()
 endfunction()
 
