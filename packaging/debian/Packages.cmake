@@ -1,4 +1,4 @@
-# Three Debian packages out of one build: cmake --build <build> --target package.
+# Four Debian packages out of one build: cmake --build <build> --target package.
 
 # Debian's name of the architecture that is built for.
 find_program(ZAN_DPKG_ARCHITECTURE dpkg-architecture)
@@ -27,7 +27,7 @@ configure_file(debian/PackageHeaders.cmake.in PackageHeaders.cmake @ONLY)
 set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_CURRENT_BINARY_DIR}/PackageHeaders.cmake)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
-set(CPACK_COMPONENTS_ALL agent manager simulator)
+set(CPACK_COMPONENTS_ALL agent host manager simulator)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
@@ -53,6 +53,22 @@ if(CMAKE_CROSSCOMPILING)
   string(APPEND CPACK_DEBIAN_AGENT_PACKAGE_DEPENDS ", libc6, libcurl4, libgcc-s1, libjsoncpp25, libsnmp40, libstdc++6")
 else()
   set(CPACK_DEBIAN_AGENT_PACKAGE_SHLIBDEPS ON)
+endif()
+
+# The switch from the agent that loads the module to the host that does.
+set(CPACK_DEBIAN_HOST_PACKAGE_NAME zansnmpext-host)
+set(CPACK_COMPONENT_HOST_DESCRIPTION
+"hosted mode of snmpd's module for a cellular router's MIB
+While this package is installed, the module of the package zansnmpext runs
+in a process of its own, an AgentX subagent of snmpd with a user of its own
+and no network: the agent answers whatever the router's API does.
+
+It was built for the enterprise number ${ZAN_ENTERPRISE_NUMBER}.")
+set(CPACK_DEBIAN_HOST_PACKAGE_DEPENDS "adduser, zansnmpext (= ${debian_version})")
+if(CMAKE_CROSSCOMPILING)
+  string(APPEND CPACK_DEBIAN_HOST_PACKAGE_DEPENDS ", libc6, libgcc-s1, libsnmp40, libstdc++6")
+else()
+  set(CPACK_DEBIAN_HOST_PACKAGE_SHLIBDEPS ON)
 endif()
 
 # The managers' package.
@@ -116,6 +132,13 @@ set(CPACK_DEBIAN_AGENT_PACKAGE_CONTROL_EXTRA
   ${CMAKE_CURRENT_SOURCE_DIR}/debian/prerm
   ${CMAKE_CURRENT_SOURCE_DIR}/debian/postrm
   ${CMAKE_CURRENT_BINARY_DIR}/conffiles)
+file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/host/conffiles
+  "/etc/init.d/zansnmpext-host\n/etc/zansnmpext/host.conf\n/etc/zansnmpext/master.conf\n")
+set(CPACK_DEBIAN_HOST_PACKAGE_CONTROL_EXTRA
+  ${CMAKE_CURRENT_SOURCE_DIR}/debian/host/postinst
+  ${CMAKE_CURRENT_SOURCE_DIR}/debian/host/prerm
+  ${CMAKE_CURRENT_SOURCE_DIR}/debian/host/postrm
+  ${CMAKE_CURRENT_BINARY_DIR}/host/conffiles)
 
 configure_file(debian/CPackOptions.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/CPackOptions.cmake @ONLY)
 set(CPACK_PROJECT_CONFIG_FILE ${CMAKE_CURRENT_BINARY_DIR}/CPackOptions.cmake)

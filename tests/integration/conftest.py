@@ -7,18 +7,27 @@ from typing import Callable, Iterator, List
 
 import pytest
 
-from harness import ERROR, MODULE, WARNING, Agent, Api, CACHE_LIFETIME, Clock, EventQueue, TrapListener
+from harness import (ERROR, HOSTED, MODULE, WARNING, Agent, Api, CACHE_LIFETIME, Clock, EventQueue,
+                     TrapListener)
 from harness.router import router
 
 _AGENTS: List[Agent] = []
 _APIS: List[Api] = []
 
 
-def pytest_configure() -> None:
+def pytest_configure(config) -> None:
+    config.addinivalue_line("markers", "in_process_only(reason): not for a hosted module")
     # A run in the background inherits that SIGINT is ignored, and so would whatever the tests end by it.
     signal.signal(signal.SIGINT, signal.default_int_handler)
     if not os.environ.get("ZAN_PRIVATE_NAMESPACES"):
         pytest.exit("these tests want namespaces of their own: start them with tests/integration/run", 4)
+
+
+def pytest_collection_modifyitems(config, items: List[pytest.Item]) -> None:
+    """Hosted, tests of the module inside the agent are none."""
+    kept = [item for item in items if not (HOSTED and item.get_closest_marker("in_process_only"))]
+    config.hook.pytest_deselected(items=[item for item in items if item not in kept])
+    items[:] = kept
 
 
 @pytest.hookimpl(hookwrapper=True)

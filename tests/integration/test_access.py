@@ -59,12 +59,9 @@ class PlainAgent(Agent):
 
     access = ""
 
-    def write_configuration(self) -> None:
+    def agent_lines(self) -> List[str]:
         """As an installation has it: the stock configuration, then what is dropped in."""
-        self.configuration_path.parent.mkdir(exist_ok=True)
-        self.configuration_path.write_text(
-            f"agentaddress udp:127.0.0.1:{self.port}\n{self.access}\ndlmod zansnmpext {self.loadable()}\n",
-            encoding="ascii")
+        return [f"agentaddress udp:127.0.0.1:{self.port}", self.access]
 
 
 @pytest.fixture(scope="module")

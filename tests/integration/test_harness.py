@@ -5,6 +5,7 @@ import subprocess
 import pytest
 
 from harness import Agent, EventQueue, SnmpTimeout, faults, kernel_limit
+from harness.hosted import in_process_only
 from harness.router import SYSTEM, router
 from harness.settings import SOCKET_PATH
 from harness.snmp import (SYS_UPTIME, TIMETICKS, decode_message, encode_integer, encode_message, encode_oid,
@@ -94,6 +95,7 @@ def test_the_agent_answers_restarts_and_walks_alike(plain):
     assert plain.client.get(SYS_UPTIME)[0].tag == TIMETICKS
 
 
+@in_process_only("the alarm's clock is the host's, the uptime the master's")
 def test_the_alarm_clock_moves_the_agent_on(plain):
     before = plain.client.value(SYS_UPTIME)
     plain.alarm_clock.advance(3600)

@@ -7,6 +7,7 @@ from typing import Any, Dict, Iterable, Iterator, List, Set, Tuple
 
 import pytest
 from harness import CACHE_LIFETIME, WARNING, faults
+from harness.hosted import in_process_only
 from harness.router import router
 from harness.snmp import (INTEGER, NO_SUCH_INSTANCE, NO_SUCH_OBJECT, NOT_WRITABLE, OCTET_STRING, TIMETICKS,
                           Oid, encode_integer, octets)
@@ -43,12 +44,14 @@ def below(root: Oid, oids: Dict[Oid, bytes]) -> Dict[Oid, bytes]:
     return {oid: value for oid, value in oids.items() if oid[:len(root)] == root}
 
 
+@in_process_only("a master names its sessions in its registration table, and not their objects")
 def test_the_agent_has_registered_just_what_the_mib_defines(agent, mib):
     names = below(mib.root, registered(agent.client, NS_MODULE_NAME))
     defined = {each.oid: each.name.encode() for each in [*mib.scalars, *mib.tables]}
     assert names == defined
 
 
+@in_process_only("a master registers everything as writable, and leaves it to the host to refuse")
 def test_it_has_registered_all_of_it_read_only(agent, mib):
     modes = below(mib.root, registered(agent.client, NS_MODULE_MODES))
     assert len(modes) == len(mib.scalars) + len(mib.tables)

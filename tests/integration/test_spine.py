@@ -6,8 +6,8 @@ import os
 
 import pytest
 
-from harness import (CACHE_LIFETIME, DEBUG, ERROR, EVERYTHING, INFO, OBJECTS, WARNING, SnmpClient, SnmpError,
-                     SnmpTimeout, faults, kernel_limit, tools)
+from harness import (CACHE_LIFETIME, DEBUG, ERROR, EVERYTHING, HOSTED, INFO, OBJECTS, WARNING, SnmpClient,
+                     SnmpError, SnmpTimeout, faults, kernel_limit, tools)
 from harness.failures import FAILURES, HARMLESS
 from harness.messages import (COMPLETE, NO_QUEUE, PARSE_FAILED, PERFORM_FAILED, REGISTERING, SWITCH_EXCEPTION,
                               SWITCH_UNREAD, TRAPS_DISABLED, executing, received)
@@ -182,9 +182,9 @@ def test_start_with_the_api_down_disables_notifications_and_serves(make_agent, a
     assert agent.log(ERROR) == PERFORM_FAILED + SWITCH_UNREAD
     assert agent.log(WARNING) == b""
     assert agent.log(DEBUG) == REGISTERING + executing(TRAPS_SWITCH) + COMPLETE
-    agent_is_up = agent.log(INFO).splitlines(keepends=True)[-1]
+    agents_own = agent.log(INFO).splitlines(keepends=True)[-2 if HOSTED else -1:]  # connected, and up
     assert agent.log(EVERYTHING).endswith(
-        executing(TRAPS_SWITCH) + PERFORM_FAILED + SWITCH_UNREAD + COMPLETE + agent_is_up)
+        executing(TRAPS_SWITCH) + PERFORM_FAILED + SWITCH_UNREAD + COMPLETE + b"".join(agents_own))
     assert queue.state() is None, "the receiver was initialised"
     for scalar in SCALARS:
         assert triples(agent.client.get(scalar.instance)) == [scalar.failed]
@@ -440,7 +440,8 @@ def test_one_query_fails_and_the_others_answer(agent, api):
     expected = [(row[0], row[1], scalar.fallback if (scalar := by_instance(row[0])) and scalar.query == SYSTEM
                  else row[2]) for row in expected_tree()]
     assert triples(agent.client.walk(OBJECTS, max_repetitions=50)) == expected
-    assert agent.take(ERROR) == PERFORM_FAILED * 4
+    assert agent.take(ERROR) == PERFORM_FAILED * api.count(SYSTEM)
+    assert api.count(SYSTEM) == 4 or HOSTED  # a master splits what it is asked into more requests
 
 
 def by_instance(name):

@@ -11,7 +11,7 @@ from typing import Dict, List
 import pytest
 from conftest import NUMBER, ROOT, version
 
-PACKAGES = ["zansnmpext", "zansnmpext-mib", "zansnmpext-sim"]
+PACKAGES = ["zansnmpext", "zansnmpext-host", "zansnmpext-mib", "zansnmpext-sim"]
 
 DOCUMENTS = ["changelog.Debian.gz", "changelog.gz", "copyright"]
 
@@ -23,6 +23,11 @@ def output(*command) -> str:
 
 TRIPLET = output("dpkg-architecture", "-q", "DEB_HOST_MULTIARCH").strip()
 MODULE = f"usr/lib/{TRIPLET}/snmp/dlmod/zansnmpext.so"
+HOST_MODULE = f"usr/lib/{TRIPLET}/snmp/dlmod/zanhost.so"
+UNIT = "zansnmpext-host.service"
+
+#: What the sandbox of the host's unit may be rated at most, from 0 (safe) to 10.
+EXPOSURE = 2.0
 
 
 def control(package: Path) -> Dict[str, str]:
@@ -70,6 +75,14 @@ def test_the_router_gets_what_it_needs(contents):
         "usr/share/doc/zansnmpext/integrating-events.md", "usr/share/doc/zansnmpext/operations.md",
         "usr/share/doc/zansnmpext/zansnmpext.cdx.json", "usr/share/doc/zansnmpext/zansnmpext.spdx.json",
         "usr/share/man/man1/zan-post-event.1.gz", "usr/share/man/man8/zansnmpext.8.gz"])
+
+
+def test_the_host_gets_what_it_needs(contents):
+    assert files(contents["zansnmpext-host"]) == sorted([
+        *documents("zansnmpext-host"), HOST_MODULE, "etc/zansnmpext/host.conf", "etc/zansnmpext/master.conf",
+        "etc/init.d/zansnmpext-host", f"usr/lib/systemd/system/{UNIT}",
+        "usr/share/doc/zansnmpext-host/examples/zansnmpext-host.procd",
+        "usr/share/doc/zansnmpext-host/hosting.md"])
 
 
 def test_the_manager_gets_what_it_needs(contents):
@@ -130,7 +143,17 @@ def test_control_fields(build):
         assert set(listed.split(", ")) | {"snmpd"} == depends
     else:
         assert "libjsoncpp25" in listed
-    for name in PACKAGES[1:]:
+    host = control(build.packages["zansnmpext-host"])
+    assert f"zansnmpext (= {host['Version']})" in host["Depends"].split(", ")
+    assert host["Architecture"] == router["Architecture"]
+    depends = {entry.split()[0] for entry in host["Depends"].split(", ")}
+    assert {"adduser", "zansnmpext", owner("libnetsnmp.so")} <= depends
+    listed = re.search(r'APPEND CPACK_DEBIAN_HOST_PACKAGE_DEPENDS ", (.*)"\)', recipe)[1]
+    if "libsnmp40" in depends:
+        assert set(listed.split(", ")) | {"adduser", "zansnmpext"} == depends
+    else:
+        assert "libsnmp40" in listed
+    for name in PACKAGES[2:]:
         assert control(build.packages[name])["Architecture"] == "all"
     assert control(build.packages["zansnmpext-sim"])["Depends"] == "python3:any"
 
@@ -161,9 +184,64 @@ def test_links_of_installed_pages_lead_to_what_is_installed(contents):
     assert len(pages) > 3 and [page for page in pages if page[1] not in everything] == []
 
 
+def settings(file: Path) -> List[str]:
+    """The lines of a configuration that say something."""
+    lines = [line.strip() for line in file.read_text("ascii").splitlines()]
+    return [line for line in lines if line and not line.startswith("#")]
+
+
+def test_agent_and_host_meet_at_the_same_socket_and_load_what_is_installed(contents):
+    folder = contents["zansnmpext-host"] / "etc/zansnmpext"
+    master, host = settings(folder / "master.conf"), settings(folder / "host.conf")
+    assert [line for line in host if line.startswith("dlmod")] == [
+        f"dlmod zanhost /{HOST_MODULE}", f"dlmod zansnmpext /{MODULE}"]
+    assert not [line for line in master if line.startswith(("dlmod", "view", "ro", "rw", "com"))]
+    [listens] = [line.split()[1].split(",") for line in master if line.startswith("agentXSocket")]
+    [connects] = [line.split()[1] for line in host if line.startswith("agentXSocket")]
+    assert connects in listens
+
+
+def test_one_user_is_the_hosts_everywhere(contents):
+    host = contents["zansnmpext-host"]
+    [permissions] = [line.split() for line in settings(host / "etc/zansnmpext/master.conf")
+                     if line.startswith("agentXPerms")]
+    user = permissions[3]
+    assert permissions[4] == user
+    assert f"\nUser={user}\n" in (host / "usr/lib/systemd/system" / UNIT).read_text("ascii")
+    for script in ("etc/init.d/zansnmpext-host", "DEBIAN/postinst"):
+        assert f"\nuser={user}\n" in (host / script).read_text("ascii")
+    assert f" {user} " in (host / "DEBIAN/postrm").read_text("ascii")
+
+
+def test_the_hosts_sandbox_is_tight(contents):
+    unit = contents["zansnmpext-host"] / "usr/lib/systemd/system" / UNIT
+    rating = subprocess.run(["systemd-analyze", "security", "--offline=true", "--no-pager",
+                             f"--threshold={round(EXPOSURE * 10)}", unit],
+                            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
+    assert rating.returncode == 0, rating.stdout
+    assert float(re.search(r"Overall exposure level for \S+: ([\d.]+)", rating.stdout)[1]) <= EXPOSURE
+
+
+def test_the_hosts_sandbox_leaves_it_what_it_needs(contents):
+    text = (contents["zansnmpext-host"] / "usr/lib/systemd/system" / UNIT).read_text("ascii")
+    lines = dict(re.findall(r"^(\w+)=(.*)$", text, re.M))
+    # The clock of the caches is /proc/uptime; the event queue is the router's; all its sockets are UNIX ones.
+    assert "ProcSubset" not in lines
+    assert lines.get("PrivateIPC", "no") == lines.get("RemoveIPC", "no") == "no"
+    assert lines["RestrictAddressFamilies"] == "AF_UNIX"
+
+
+@pytest.mark.parametrize("package", ["zansnmpext", "zansnmpext-host"])
 @pytest.mark.parametrize("script", ["postinst", "prerm", "postrm"])
-def test_maintainer_scripts_are_clean(contents, script):
-    subprocess.run(["shellcheck", "--shell=dash", contents["zansnmpext"] / "DEBIAN" / script], check=True)
+def test_maintainer_scripts_are_clean(contents, package, script):
+    subprocess.run(["shellcheck", "--shell=dash", contents[package] / "DEBIAN" / script], check=True)
+
+
+@pytest.mark.parametrize("script", ["etc/init.d/zansnmpext-host",
+                                    "usr/share/doc/zansnmpext-host/examples/zansnmpext-host.procd"])
+def test_init_scripts_are_clean(contents, script):
+    subprocess.run(["shellcheck", "--shell=dash", "--exclude=SC1091", contents["zansnmpext-host"] / script],
+                   check=True)
 
 
 def test_lintian_finds_nothing(build):
@@ -205,7 +283,12 @@ def test_installing_below_another_prefix(moved, tmp_path):
     assert {name.split("/")[0] for name in installed} == {"opt"}
     module = "opt/zan/lib/snmp/dlmod/zansnmpext.so"
     assert {module, "opt/zan/etc/zansnmpext/snmpd.conf", "opt/zan/share/snmp/mibs/ZAN-SNMPEXT-MIB.txt",
-            "opt/zan/bin/zan-post-event", "opt/zan/share/man/man8/zansnmpext.8.gz"} <= set(installed)
+            "opt/zan/bin/zan-post-event", "opt/zan/share/man/man8/zansnmpext.8.gz",
+            "opt/zan/lib/snmp/dlmod/zanhost.so", "opt/zan/etc/zansnmpext/host.conf",
+            "opt/zan/etc/zansnmpext/master.conf", "opt/zan/etc/init.d/zansnmpext-host",
+            f"opt/zan/lib/systemd/system/{UNIT}"} <= set(installed)
+    assert "-c /opt/zan/etc/zansnmpext/host.conf " in (
+        tmp_path / "opt/zan/lib/systemd/system" / UNIT).read_text("ascii")
     configuration = (tmp_path / "opt/zan/etc/zansnmpext/snmpd.conf").read_text("ascii")
     assert configuration.endswith(f"dlmod zansnmpext /{module}\n")
     output(tmp_path / "opt/zan/bin/zan-router-sim", "--check")

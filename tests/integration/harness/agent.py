@@ -44,6 +44,9 @@ class Agent:
     the last take().
     """
 
+    #: What the module's process is asked to find out whether it has done everything else.
+    sync_name = SYS_UPTIME
+
     def __init__(self, folder: Path, *, trap_port: Optional[int] = None,
                  module: Union[Path, str, None] = MODULE, extra_configuration: str = "",
                  environment: Optional[Mapping[str, str]] = None,
@@ -70,8 +73,8 @@ class Agent:
         """The agent's only configuration file."""
         return self.folder / "agent" / "snmpd.conf"
 
-    def write_configuration(self) -> None:
-        """Write the configuration from this object's fields; a running agent reads it at the next hup()."""
+    def agent_lines(self) -> List[str]:
+        """The configuration but for the module."""
         lines = [
             f"agentaddress udp:127.0.0.1:{self.port}",
             "rocommunity public 127.0.0.1",
@@ -84,24 +87,32 @@ class Agent:
             lines.append(f"trap2sink 127.0.0.1:{self.trap_port} public")
         if self.extra_configuration:
             lines.append(self.extra_configuration)
+        return lines
+
+    def write_configuration(self) -> None:
+        """Write the configuration from this object's fields; a running agent reads it at the next hup()."""
+        lines = self.agent_lines()
         if self.module is not None:
-            lines.append(f"dlmod zansnmpext {self.loadable()}")
+            lines.append(f"dlmod zansnmpext {self.loadable(self.module)}")
         self.configuration_path.parent.mkdir(exist_ok=True)
         self.configuration_path.write_text("\n".join(lines) + "\n", encoding="ascii")
 
-    def loadable(self) -> Path:
-        """The module by a path that the agent can read: it splits lines at blanks."""
-        link = self.folder / "zansnmpext.so"
+    def loadable(self, module: Union[Path, str]) -> Path:
+        """A module by a path that the agent can read: it splits lines at blanks."""
+        link = self.folder / Path(module).name
         link.unlink(missing_ok=True)
-        link.symlink_to(str(self.module))
+        link.symlink_to(str(module))
         return link
+
+    def log_options(self) -> List[str]:
+        """The part of the command line that splits the log."""
+        return [part for priority, levels in _PRIORITIES.items()
+                for part in ("-LF", levels, str(self._log_path(priority)))]
 
     def command(self) -> List[str]:
         """The command line."""
-        logs = [part for priority, levels in _PRIORITIES.items()
-                for part in ("-LF", levels, str(self._log_path(priority)))]
         return [*self.wrapper, SNMPD, "-f", "-r", "-A", "-C", "-c", str(self.configuration_path),
-                "-I", _LEFT_OUT, *logs]
+                "-I", _LEFT_OUT, *self.log_options()]
 
     # --- life -----------------------------------------------------------------------------------------------
 
@@ -164,7 +175,7 @@ class Agent:
         """Return when the agent has done all that it had been given to do, an alarm run included."""
         # Alarms run after the packets of the same turn of the agent's loop, hence the second question.
         for _ in range(2):
-            self.client.get(SYS_UPTIME)
+            self.client.get(self.sync_name)
 
     def hup(self) -> None:
         """Make the agent read its configuration again, and return when it has.

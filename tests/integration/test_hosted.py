@@ -1,0 +1,299 @@
+"""The module in a host: what a hang of the API, an end of the host and a restart of its agent cost, and whom.
+
+Host and agent are real processes with the configurations that are installed; time is the machine's own.
+"""
+
+import os
+import pwd
+import signal
+import threading
+from typing import Callable, Iterator, List
+
+import pytest
+
+from harness import (CACHE_LIFETIME, ERROR, EXACT_MEMORY, HEAP_SLACK, INFO, OBJECTS, SOCKET_PATH, WARNING,
+                     deadline, faults)
+from harness.hosted import CONNECTED, REOPENED, HostedAgent
+from harness.messages import NO_QUEUE
+from harness.router import SCALAR, SCALARS, TRAPS_SWITCH, expected_tree, triples
+from harness.snmp import (GEN_ERR, NO_SUCH_OBJECT, OCTET_STRING, SYS_UPTIME, TIMETICKS, SnmpClient, SnmpError,
+                          SnmpTimeout)
+from patience import until
+
+SERIAL_NUMBER = SCALAR["zanRouterSerialNumber"]
+
+#: How many questions are asked while the API hangs under pollers.
+QUESTIONS = int(os.environ.get("ZAN_HOSTED_QUESTIONS") or 400)
+
+#: What a host without an agent says, once a second.
+UNCONNECTED = b"Warning: Failed to connect to the agentx master agent ("
+
+#: A user that is neither the agent's nor the owner of its socket.
+NOBODY = pwd.getpwnam("nobody").pw_uid
+
+
+@pytest.fixture
+def make_hosted(tmp_path_factory, _traps, api, clock) -> Iterator[Callable[..., HostedAgent]]:
+    """Makes hosts with an agent in front, not yet started; both must stop in good order."""
+    made: List[HostedAgent] = []
+
+    def make(**options) -> HostedAgent:
+        made.append(HostedAgent(tmp_path_factory.mktemp("hosted"), trap_port=_traps.port, **options))
+        return made[-1]
+
+    yield make
+    api.release()
+    try:
+        assert not any([hosted.stop() for hosted in made if hosted.alive])
+    finally:
+        for hosted in made:
+            hosted.kill()
+            hosted.client.close()
+
+
+@pytest.fixture
+def hosted(make_hosted, queue, traps) -> HostedAgent:
+    """A host that serves, and its agent."""
+    return make_hosted().start()
+
+
+def serves(hosted: HostedAgent) -> bool:
+    """Whether the host's objects are there."""
+    try:
+        return hosted.client.get(SERIAL_NUMBER.instance)[0].tag == OCTET_STRING
+    except (SnmpError, SnmpTimeout):
+        return False
+
+
+def wait_until_it_serves(hosted: HostedAgent) -> None:
+    """Everything is there again."""
+    hosted.wait_for(lambda: serves(hosted), "the objects to be back")
+    assert triples(hosted.client.walk(OBJECTS, max_repetitions=50)) == expected_tree()
+
+
+def wait_until_it_does_not(hosted: HostedAgent) -> None:
+    """The agent has noticed that the host is not there."""
+    hosted.master.wait_for(lambda: hosted.client.get(SERIAL_NUMBER.instance)[0].tag == NO_SUCH_OBJECT,
+                           "the objects to be gone")
+
+
+class Asking:
+    """Somebody asks again and again while a with statement lasts; what came of it is counted."""
+
+    def __init__(self, hosted: HostedAgent, ask: Callable[[SnmpClient], object]) -> None:
+        self.answered = self.refused = self.unanswered = 0
+        self._client = SnmpClient(hosted.port, timeout=5)
+        self._ask = ask
+        self._over = threading.Event()
+        self._thread = threading.Thread(target=self._run)
+
+    @property
+    def asked(self) -> int:
+        """How many questions have come to an end."""
+        return self.answered + self.refused + self.unanswered
+
+    def _run(self) -> None:
+        while not self._over.wait(0.01):
+            try:
+                self._ask(self._client)
+                self.answered += 1
+            except SnmpError as error:
+                assert error.status == GEN_ERR
+                self.refused += 1
+            except SnmpTimeout:
+                self.unanswered += 1
+
+    def __enter__(self) -> "Asking":
+        self._thread.start()
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        self._over.set()
+        self._thread.join()
+        self._client.close()
+
+
+def resources(hosted: HostedAgent) -> List[List[str]]:
+    """Open descriptors of both."""
+    return [hosted.descriptors(), hosted.master.descriptors()]
+
+
+# --- the API hangs ------------------------------------------------------------------------------------------
+
+def test_while_the_api_hangs_everything_else_is_answered(hosted, api, clock):
+    names = [scalar.instance for scalar in SCALARS[:11]]
+    pollers = [Asking(hosted, lambda client: client.get(*names)),
+               Asking(hosted, lambda client: client.walk(OBJECTS, max_repetitions=25))]
+    before = resources(hosted)
+    memory = [hosted.rss(), hosted.master.rss()]
+    api.fault = faults.hang()
+    clock.advance(CACHE_LIFETIME)
+    with Asking(hosted, lambda client: client.get(SYS_UPTIME)) as others, pollers[0], pollers[1]:
+        api.wait_until_hung()
+        until(lambda: others.asked >= QUESTIONS, deadline(QUESTIONS), "so many answers")
+    assert others.unanswered == others.refused == 0
+    assert not any(poller.unanswered for poller in pollers)
+    assert sum(poller.refused for poller in pollers) >= 1
+    assert sum(poller.answered for poller in pollers) >= 1  # that there is no such object
+    api.fault = None
+    api.release()
+    clock.advance(CACHE_LIFETIME)
+    wait_until_it_serves(hosted)
+    assert resources(hosted) == before
+    if EXACT_MEMORY:
+        assert hosted.master.rss() - memory[1] < HEAP_SLACK
+        assert hosted.rss() - memory[0] < 2 * HEAP_SLACK  # the relay's thread has a heap of its own
+
+
+def test_who_asks_a_hung_object_gets_an_error(hosted, api, clock):
+    api.fault = faults.hang(then_answer=True)
+    clock.advance(CACHE_LIFETIME)
+    with pytest.raises(SnmpError) as error:
+        hosted.client.get(SERIAL_NUMBER.instance)
+    assert error.value.status == GEN_ERR
+    # From then on the agent knows, and says so at once.
+    assert hosted.client.get(SERIAL_NUMBER.instance)[0].tag == NO_SUCH_OBJECT
+    assert hosted.client.get(SYS_UPTIME)[0].tag == TIMETICKS
+    api.fault = None
+    api.release()
+    wait_until_it_serves(hosted)
+
+
+def test_a_flood_of_questions_during_a_hang_does_not_hold_up_the_agent(hosted, api, clock):
+    """More than the socket between them holds."""
+    api.fault = faults.hang()
+    clock.advance(CACHE_LIFETIME)
+    asking = SnmpClient(hosted.port)
+    asking.send_get(SERIAL_NUMBER.instance)
+    api.wait_until_hung()
+    for _ in range(20):
+        for _ in range(50):
+            asking.send_get(SERIAL_NUMBER.instance)
+        assert hosted.client.get(SYS_UPTIME)[0].tag == TIMETICKS
+    asking.close()
+    api.fault = None
+    api.release()
+    wait_until_it_serves(hosted)
+
+
+def test_the_api_hangs_when_the_host_starts(make_hosted, api, queue, traps):
+    api.faults[TRAPS_SWITCH] = faults.hang(then_answer=True)
+    hosted = make_hosted().start(wait=False)
+    api.wait_until_hung()
+    assert hosted.client.get(SERIAL_NUMBER.instance)[0].tag == NO_SUCH_OBJECT
+    api.release()
+    hosted.wait_ready()
+    wait_until_it_serves(hosted)
+
+
+def test_an_event_that_comes_during_a_hang_is_sent_after_it(hosted, api, queue, traps, clock):
+    hosted.fire_alarm()  # the next alarm is due after the host has found its agent again
+    api.fault = faults.hang()
+    clock.advance(CACHE_LIFETIME)
+    with pytest.raises(SnmpError):
+        hosted.client.get(SERIAL_NUMBER.instance)
+    queue.post(7)
+    api.fault = None
+    api.release()
+    wait_until_it_serves(hosted)
+    hosted.fire_alarm()
+    assert traps.events() == [7] and queue.count() == 0
+
+
+# --- the host stops, dies, starts ---------------------------------------------------------------------------
+
+def test_a_stopped_host_costs_its_asker_an_error_and_is_back_when_it_goes_on(hosted):
+    hosted.process.send_signal(signal.SIGSTOP)
+    try:
+        with pytest.raises(SnmpError):
+            hosted.client.get(SERIAL_NUMBER.instance)
+        wait_until_it_does_not(hosted)
+        assert hosted.client.get(SYS_UPTIME)[0].tag == TIMETICKS
+    finally:
+        hosted.process.send_signal(signal.SIGCONT)
+    wait_until_it_serves(hosted)
+
+
+def test_a_host_that_dies_again_and_again(hosted, queue, traps):
+    """Its events wait for the next one."""
+    for event in range(1, 6):
+        hosted.process.kill()
+        hosted.process.wait()
+        wait_until_it_does_not(hosted)
+        queue.post(event)
+        hosted.start()
+        wait_until_it_serves(hosted)
+        hosted.fire_alarm()
+        assert traps.events() == list(range(1, event + 1))
+    assert hosted.master.log(WARNING) == b""
+
+
+def test_the_host_may_start_before_its_agent(make_hosted, queue, traps):
+    hosted = make_hosted()
+    hosted.write_configuration()
+    super(HostedAgent, hosted).start(wait=False)
+    until(lambda: UNCONNECTED in hosted.log(WARNING), deadline(20), "a host without an agent")
+    hosted.master.start()
+    hosted.wait_for(lambda: serves(hosted), "the objects")
+    assert triples(hosted.client.walk(OBJECTS, max_repetitions=50)) == expected_tree()
+
+
+def test_a_socket_that_the_host_may_not_use(make_hosted, queue):
+    hosted = make_hosted(wrapper=["setpriv", f"--reuid={NOBODY}", "--clear-groups"])
+    os.chmod(SOCKET_PATH, 0o666)
+    for folder in (hosted.folder, *hosted.folder.parents):
+        if str(folder).startswith("/run/"):
+            folder.chmod(0o777)  # for its logs
+    hosted.master.start()
+    hosted.socket.chmod(0o600)
+    hosted.start(wait=False)
+    until(lambda: UNCONNECTED in hosted.log(WARNING), deadline(20), "a host without an agent")
+    assert hosted.client.get(SERIAL_NUMBER.instance)[0].tag == NO_SUCH_OBJECT
+    os.chown(hosted.socket, NOBODY, -1)
+    wait_until_it_serves(hosted)
+
+
+def test_a_reload_of_the_host_reads_the_traps_switch(hosted, api, queue, traps):
+    for event, enabled in enumerate([False, True, False, True], 1):
+        api.fields["snmp"]["traps"]["enabled"] = enabled
+        hosted.mark()
+        hosted.hup()
+        assert hosted.take(ERROR) == NO_QUEUE
+        traps.clear()
+        queue.post(event)
+        hosted.fire_alarm()
+        assert traps.events() == ([event] if enabled else [])
+    # The line feeds in between are the agent's, at each opening of the log.
+    assert super(HostedAgent, hosted).log(WARNING).replace(b"\n", b"") == 4 * REOPENED.strip()
+
+
+# --- the agent restarts and reloads -------------------------------------------------------------------------
+
+def test_the_agent_restarts_and_the_host_finds_it_again(hosted, queue, traps):
+    for event in (1, 2, 3):
+        hosted.fire_alarm()  # none is due while there is no agent
+        hosted.master.stop()
+        hosted.master.start()
+        wait_until_it_serves(hosted)
+        queue.post(event)
+        hosted.fire_alarm()
+        assert traps.events() == list(range(1, event + 1))
+
+
+def test_a_hundred_reloads_of_the_agent(hosted, queue, traps):
+    for _ in range(5):
+        hosted.master.hup()
+    before, memory = hosted.descriptors(), hosted.rss()
+    # A trap destination costs the agent a socket at each reload, with or without a host.
+    for reload in range(100):
+        hosted.master.hup()
+        if reload % 10 == 0:
+            queue.post(reload // 10 + 1)
+            hosted.fire_alarm()
+    assert hosted.descriptors() == before
+    wait_until_it_serves(hosted)
+    assert traps.events() == list(range(1, 11))
+    assert CONNECTED in hosted.log(INFO) and hosted.log(INFO).count(b"AgentX subagent connected") == 1
+    assert hosted.log(WARNING).strip() == hosted.log(ERROR).strip() == b""
+    if EXACT_MEMORY:
+        assert hosted.rss() - memory < HEAP_SLACK
