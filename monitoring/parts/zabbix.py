@@ -159,7 +159,7 @@ class Writer:
 
     def _rule(self, table: Table) -> Entry:
         stem = table.table.name[:-len("Table")]
-        made: Entry = {"uuid": identity("rule", stem), "name": f"{table.rows.kind} discovery"}
+        made: Entry = {"uuid": identity("rule", stem), "name": f"{table.kind} discovery"}
         if self.is_first:
             made.update(type="SNMP_AGENT", snmp_oid=f"discovery[{{#NAME}},{table.names}]",
                         key=f"{stem}.discovery", delay="{$ZAN.DISCOVERY.INTERVAL}")
@@ -170,8 +170,8 @@ class Writer:
                 step("SNMP_WALK_TO_JSON", "{#NAME}", table.names, "1", failed="[]"),
                 step("JAVASCRIPT", UNIQUE_ROWS.replace("decoded(name)", "name")),
                 throttle()]
-        if table.rows.macro:
-            macro = f"ZAN.{table.rows.macro}"
+        if table.macro:
+            macro = f"ZAN.{table.macro}"
             made["filter"] = {"evaltype": "AND", "conditions": [
                 {"macro": "{#NAME}", "value": f"{{${macro}.MATCHES}}", "formulaid": "A"},
                 {"macro": "{#NAME}", "value": f"{{${macro}.NOT_MATCHES}}", "operator": "NOT_MATCHES_REGEX",
@@ -299,7 +299,7 @@ def trigger_rows(triggers: List[Trigger]) -> str:
 
 def rule_text(table: Table) -> str:
     """What a rule discovers."""
-    parts = [f"### {table.rows.kind} discovery", cell(" ".join(table.table.description)),
+    parts = [f"### {table.kind} discovery", cell(" ".join(table.table.description)),
              item_rows(table.items)]
     if table.triggers:
         parts.append(trigger_rows(table.triggers))

@@ -48,49 +48,25 @@ INVENTORY = {
     "zanRouterModelId": "MODEL", "zanRouterSerialNumber": "SERIALNO_A", "zanRouterFirmware": "OS",
     "zanEthernetInterfaceMAC": "MACADDRESS_A", "zanWiFiInterfaceMAC": "MACADDRESS_B"}
 
-#: The component, for the tag of that name, and the words before an item's name; by the MIB's groups, a group
-#: within a group before it.
-COMPONENTS = {
-    "zanRemoteManagement": ("management", "Remote management"),
-    "zanWanManager": ("wan", "WAN"),
-    "zanRadio": ("radio", "Radio"),
-    "zanCellularInterfaceStats": ("cellular", "Cellular traffic"),
-    "zanCellularInterface": ("cellular", "Cellular"),
-    "zanEthernetInterface": ("ethernet", "Ethernet"),
-    "zanWiFiInterface": ("wifi", "WiFi"),
-    "zanSerialToIP": ("serial", "Serial to IP"),
-    "zanRouter": ("system", "Router"),
-    "zanDNS": ("dns", "DNS"),
-    "zanDdns": ("ddns", "Dynamic DNS"),
-    "zanDHCP": ("dhcp", "DHCP"),
-    "zanSMS": ("sms", "SMS"),
-    "zanSMTP": ("smtp", "SMTP"),
-    "zanSNTP": ("sntp", "SNTP"),
-    "zanDiagnostics": ("diagnostics", "Diagnostics"),
-    "zanFirewall": ("firewall", "Firewall"),
-    "zanStaticRoutes": ("routes", "Static route"),
-    "zanTunnels": ("tunnels", "Tunnel"),
-    "zanRadius": ("radius", "RADIUS"),
-    "zanRemoteSyslog": ("syslog", "Remote syslog"),
-    "zanRemoteAccess": ("remote-access", "Remote access")}
+#: What a group of the MIB is called where that is not the words of its name.
+GROUPS = {
+    "zanWanManager": "WAN",
+    "zanCellularInterface": "Cellular",
+    "zanCellularInterfaceStats": "Cellular traffic",
+    "zanEthernetInterface": "Ethernet",
+    "zanWiFiInterface": "WiFi",
+    "zanDdns": "Dynamic DNS",
+    "zanRadius": "RADIUS"}
 
-
-@dataclass(frozen=True)
-class Rows:
-    """How the rows of a table are discovered."""
-
-    kind: str  # what a row is, at the beginning of an item's name
-    name: str  # the column that tells one row from another
-    macro: str = ""  # of the filter, if there is one
-
-
+#: What a row is, and the macro for which names there are items, if there is one. Other tables are called by
+#: the words of their names.
 ROWS = {
-    "zanDHCPServerLeasesTable": Rows("DHCP lease", "zanDHCPServerLeasesIP", "LEASE"),
-    "zanStaticRoutesTable": Rows("Static route", "zanStaticRoutesName"),
-    "zanGreTunnelsTable": Rows("GRE tunnel", "zanGreTunnelsName", "TUNNEL"),
-    "zanIpsecTunnelsTable": Rows("IPsec tunnel", "zanIpsecTunnelsName", "TUNNEL"),
-    "zanOpenVpnTunnelsTable": Rows("OpenVPN tunnel", "zanOpenVpnTunnelsName", "TUNNEL"),
-    "zanRemoteSyslogDestTable": Rows("Remote syslog", "zanRemoteSyslogDestAlias")}
+    "zanDHCPServerLeasesTable": ("DHCP lease", "LEASE"),
+    "zanStaticRoutesTable": ("Static route", ""),
+    "zanGreTunnelsTable": ("GRE tunnel", "TUNNEL"),
+    "zanIpsecTunnelsTable": ("IPsec tunnel", "TUNNEL"),
+    "zanOpenVpnTunnelsTable": ("OpenVPN tunnel", "TUNNEL"),
+    "zanRemoteSyslogDestTable": ("Remote syslog", "")}
 
 #: Macros: what they are, and their values.
 MACROS = {
@@ -165,7 +141,8 @@ class Table:
     """A discovery rule: the MIB's table, and what each row becomes."""
 
     table: zanmib.Table
-    rows: Rows
+    kind: str  # what a row is
+    macro: str  # of the filter, if there is one
     names: str  # the OID of the column that tells one row from another
     items: List[Item]
     triggers: List[Trigger]
@@ -256,9 +233,17 @@ def words(name: str) -> str:
     return text[:1].upper() + text[1:]
 
 
-def group_of(mib: zanmib.Mib, oid: zanmib.Oid) -> str:
-    """The group of the MIB that something is in."""
-    return next(name for name in COMPONENTS if oid[:len(mib.nodes[name])] == mib.nodes[name])
+def group_of(mib: zanmib.Mib, oid: zanmib.Oid) -> Tuple[str, str]:
+    """The group of the MIB that something is in, the innermost one: its name, and what it is called."""
+    groups = [name for name, node in mib.nodes.items()
+              if node == oid[:len(node)] and (node[:-1] == mib.objects or name in GROUPS)]
+    name = max(groups, key=lambda group: len(mib.nodes[group]))
+    return name, GROUPS.get(name) or words(name[len("zan"):])
+
+
+def component(title: str) -> str:
+    """The tag of the items of a group."""
+    return title.lower().replace(" ", "-")
 
 
 def value_of(item: zanobjects.Item) -> Tuple[str, str, List[Entry]]:
@@ -291,11 +276,10 @@ WIFI_DBM = r"^(-[0-9]+(?:\.[0-9]+)?)(?: ?dBm)?$"
 def scalar_items(mib: zanmib.Mib, described: zanobjects.Item) -> List[Item]:
     """The item of a scalar, and those that are made of it."""
     name = described.name
-    group = group_of(mib, mib.nodes[name])
-    component, prefix = COMPONENTS[group]
-    title = f"{prefix}: {words(name[len(group if name.startswith(group) else 'zan'):])}"
+    group, called = group_of(mib, mib.nodes[name])
+    title = f"{called}: {words(name[len(group if name.startswith(group) else 'zan'):])}"
     value, units, steps = value_of(described)
-    item = Item(name, title, value, component, "\n".join(described.description), steps, described,
+    item = Item(name, title, value, component(called), "\n".join(described.description), steps, described,
                 units=units, disabled=described.subscriber, settings=name not in STATES,
                 is_switch=is_switch(described))
     if name in COUNTERS:
@@ -384,33 +368,31 @@ def event_pattern(mib: zanmib.Mib, number: str) -> str:
     return rf"zanEvent{number}\b|zanEventArc{number}\.0\.1\b|\.{arc}\.{number}\.(0\.)?1\b"
 
 
-def table_of(managed: Managed, table: zanmib.Table) -> Table:
-    """A discovery rule."""
-    component, _ = COMPONENTS[group_of(managed.mib, table.oid)]
-    rows = ROWS[table.name]
+def table_of(managed: Managed, table: zanmib.Table, rows: zanobjects.Rows) -> Table:
+    """A discovery rule. A row is told from another by the first of its texts."""
+    stem = table.name[:-len("Table")]
+    kind, macro = ROWS.get(table.name, (words(stem[len("zan"):]), ""))
+    _, called = group_of(managed.mib, table.oid)
+    name, *others = rows.labels
     items = []
-    for column in table.columns:
-        described = managed.item(column.name) if column.name != table.columns[0].name else None
-        if described is None or described.name == rows.name:
-            continue
+    for described in (*others, *rows.values):
         value, units, steps = value_of(described)
         if value == "TEXT" or is_switch(described):
             steps.append(throttle())
-        title = f"{rows.kind} {{#LABEL}}: {words(described.name[len(table.name) - len('Table'):])}"
-        items.append(Item(f"{described.name}[{{#NAME}}]", title, value, component,
+        title = f"{kind} {{#LABEL}}: {words(described.name[len(stem):])}"
+        items.append(Item(f"{described.name}[{{#NAME}}]", title, value, component(called),
                           "\n".join(described.description), steps, described, units=units,
                           is_switch=is_switch(described)))
     triggers = []
-    if rows.macro == "TUNNEL":
-        (item,) = items
-        triggers.append(
-            Trigger(
-                f"{rows.kind} {{#LABEL}} has been disabled",
-                f'last(/{item.key})={FALSE} and count(/{item.key},{{$ZAN.TUNNEL.MEMORY}},"eq","{TRUE}")>0',
-                "WARNING", "availability",
-                "It was enabled within {$ZAN.TUNNEL.MEMORY}. One that is off for longer is a spare tunnel.",
-                depends=("The management API is down",)))
-    return Table(table, rows, managed.item(rows.name).oid, items, triggers)
+    if macro == "TUNNEL":
+        key = f"{stem}Enabled[{{#NAME}}]"
+        triggers.append(Trigger(
+            f"{kind} {{#LABEL}} has been disabled",
+            f'last(/{key})={FALSE} and count(/{key},{{$ZAN.TUNNEL.MEMORY}},"eq","{TRUE}")>0',
+            "WARNING", "availability",
+            "It was enabled within {$ZAN.TUNNEL.MEMORY}. One that is off for longer is a spare tunnel.",
+            depends=("The management API is down",)))
+    return Table(table, kind, macro, name.oid, items, triggers)
 
 
 def triggers_of(managed: Managed) -> List[Trigger]:
@@ -492,5 +474,5 @@ def model(managed: Managed) -> Model:
     # By their keys, numbers in these as such.
     items.sort(
         key=lambda item: [(not part.isdigit(), part.zfill(4)) for part in re.split(r"(\d+)", item.key)])
-    return Model(managed, items, [table_of(managed, table) for table in managed.mib.tables],
-                 triggers_of(managed))
+    tables = [table_of(managed, table, rows) for table, rows in zip(managed.mib.tables, managed.tables)]
+    return Model(managed, items, tables, triggers_of(managed))

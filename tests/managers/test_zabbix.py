@@ -203,7 +203,7 @@ def test_values_are_what_they_mean(stack):
         "zan.wan.preferred": "1", "zanWanManagerPriority[cellular]": "1", "zanWanManagerPriority[wifi]": "2",
         "zanWanManagerPriority[other]": "0", "zanDHCPServerLeasesMAC[192.168.1.102]": "00:00:5e:00:53:a3",
         "zanIpsecTunnelsEnabled[headquarters]": "1", "zanIpsecTunnelsEnabled[backup-site]": "0",
-        "zanRemoteSyslogDestPort[remote]": "514"})
+        "zanRemoteSyslogDestPort[remote]": "514", "zanDiagnosticsRemoteSyslog": "1"})
     values = stack.host.values()
     assert 93784 < float(values["zanRouterUptime"]) < 97000
     assert 51873 < float(values["zanCellularInterfaceUptime"]) < 55000

@@ -207,6 +207,8 @@ $IMAGE_FORMAT_DEFAULT = IMAGE_FORMAT_PNG;
 
     def reload(self) -> None:
         """Let the server take what has been changed over the API now, as an operator may tell it to."""
+        # The server listens to this only some time after its start.
+        until((self._folder / "server" / "zabbix_server_rtc.sock").exists, "the server")
         self._run("zabbix_server", "-c", str(self._configuration), "-R", "config_cache_reload", user="zabbix")
 
 
