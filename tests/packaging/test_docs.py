@@ -54,6 +54,12 @@ def test_every_log_text_is_documented_and_nothing_else():
     assert max(Counter(documented()).values()) == 1
 
 
+def test_every_log_text_of_the_host_is_documented():
+    texts = [text for _, text in SNMP_LOG.findall((ROOT / "host/zanhost.cpp").read_text(encoding="utf-8"))]
+    page = (DOCS / "hosting.md").read_text(encoding="utf-8")
+    assert texts and all(text[1:].partition("\\n")[0] in page for text in texts)
+
+
 def test_the_readme_quotes_lines_that_are_logged():
     section = re.search(r"^## Troubleshooting$(.*?)^## ", (ROOT / "README.md").read_text(encoding="utf-8"),
                         flags=re.M | re.S)[1]

@@ -72,7 +72,8 @@ def test_the_router_gets_what_it_needs(contents):
         "usr/share/doc/zansnmpext/examples/snmpd-access.conf",
         "usr/share/doc/zansnmpext/examples/zan-post-event.cpp",
         "usr/share/doc/zansnmpext/examples/zansnmpext-host.apparmor",
-        "usr/share/doc/zansnmpext/integrating-events.md", "usr/share/doc/zansnmpext/operations.md",
+        "usr/share/doc/zansnmpext/hosting.md", "usr/share/doc/zansnmpext/integrating-events.md",
+        "usr/share/doc/zansnmpext/operations.md",
         "usr/share/doc/zansnmpext/zansnmpext.cdx.json", "usr/share/doc/zansnmpext/zansnmpext.spdx.json",
         "usr/share/man/man1/zan-post-event.1.gz", "usr/share/man/man8/zansnmpext.8.gz"])
 
@@ -81,8 +82,7 @@ def test_the_host_gets_what_it_needs(contents):
     assert files(contents["zansnmpext-host"]) == sorted([
         *documents("zansnmpext-host"), HOST_MODULE, "etc/zansnmpext/host.conf", "etc/zansnmpext/master.conf",
         "etc/init.d/zansnmpext-host", f"usr/lib/systemd/system/{UNIT}",
-        "usr/share/doc/zansnmpext-host/examples/zansnmpext-host.procd",
-        "usr/share/doc/zansnmpext-host/hosting.md"])
+        "usr/share/doc/zansnmpext-host/examples/zansnmpext-host.procd"])
 
 
 def test_the_manager_gets_what_it_needs(contents):
@@ -199,6 +199,9 @@ def test_agent_and_host_meet_at_the_same_socket_and_load_what_is_installed(conte
     [listens] = [line.split()[1].split(",") for line in master if line.startswith("agentXSocket")]
     [connects] = [line.split()[1] for line in host if line.startswith("agentXSocket")]
     assert connects in listens
+    # What the configuration of the agent with the module inside has besides the module, it has here as well.
+    inside = settings(contents["zansnmpext"] / "etc/zansnmpext/snmpd.conf")
+    assert {line for line in inside if not line.startswith("dlmod")} < set(master)
 
 
 def test_one_user_is_the_hosts_everywhere(contents):

@@ -179,7 +179,7 @@ def recipe(tmp_path) -> Recipe:
     """Yocto's recipe, for an image in a folder."""
     return Recipe(YOCTO / "zansnmpext.bb", PN="zansnmpext", THISDIR=str(YOCTO), WORKDIR=str(tmp_path),
                   D=str(tmp_path / "image"), PTEST_PATH="/usr/lib/zansnmpext/ptest", libdir="/usr/lib",
-                  bindir="/usr/bin", datadir="/usr/share", sysconfdir="/etc",
+                  bindir="/usr/bin", prefix="/usr", datadir="/usr/share", sysconfdir="/etc",
                   ZAN_ENTERPRISE_NUMBER=str(NUMBER))
 
 
@@ -202,7 +202,7 @@ def test_yocto_divides_all_that_is_installed_among_its_packages(recipe, firmware
     standard = {"${PN}": ["/usr/bin/zan-post-event", "/etc"],
                 "${PN}-doc": ["/usr/share/doc", "/usr/share/man"]}
     owners: Dict[str, List[str]] = {}
-    for package in ["${PN}-mib", "${PN}-sim", "${PN}", "${PN}-doc"]:
+    for package in ["${PN}-host", "${PN}-mib", "${PN}-sim", "${PN}", "${PN}-doc"]:
         patterns = recipe.expand(recipe.values.get("FILES:" + package, "")).split()
         for pattern in patterns + standard.get(package, []):
             found = [file for file in files(image) if f"/{file}/".startswith(pattern + "/")]

@@ -47,13 +47,22 @@ do_install_ptest() {
     sed -i 's/@ZAN_ENTERPRISE_NUMBER@/${ZAN_ENTERPRISE_NUMBER}/; s|@libdir@|${libdir}|' ${D}${PTEST_PATH}/run-ptest
 }
 
-PACKAGES =+ "${PN}-mib ${PN}-sim"
+PACKAGES =+ "${PN}-host ${PN}-mib ${PN}-sim"
 
 FILES:${PN} += "${libdir}/snmp/dlmod/zansnmpext.so"
+FILES:${PN}-host = "\
+    ${libdir}/snmp/dlmod/zanhost.so \
+    ${prefix}/lib/systemd/system/zansnmpext-host.service \
+    ${sysconfdir}/init.d/zansnmpext-host \
+    ${sysconfdir}/zansnmpext/host.conf \
+    ${sysconfdir}/zansnmpext/master.conf \
+"
 FILES:${PN}-mib = "${datadir}/snmp/mibs ${datadir}/doc/zansnmpext-mib"
 FILES:${PN}-sim = "${bindir}/zan-router-sim ${datadir}/zansnmpext"
+CONFFILES:${PN}-host = "${sysconfdir}/zansnmpext/host.conf ${sysconfdir}/zansnmpext/master.conf"
 CONFFILES:${PN} = "${sysconfdir}/zansnmpext/snmpd.conf"
 
 RDEPENDS:${PN} = "net-snmp-server-snmpd"
+RDEPENDS:${PN}-host = "${PN}"
 RDEPENDS:${PN}-ptest = "net-snmp-client"
 RDEPENDS:${PN}-sim = "python3-core"
