@@ -172,6 +172,18 @@ def test_an_outage_and_the_recovery_are_shown(tour: "subprocess.CompletedProcess
     assert SERIAL in back and "zanSerialToIPPort.0 = INTEGER: 4001" in back
 
 
+def test_hosted_the_agent_answers_while_the_api_hangs(unchanged: None) -> None:
+    done = run("--hosted")
+    assert (done.returncode, done.stderr) == (0, "")
+    hang = section(done.stdout, "The router's API hangs")
+    answers = re.findall(r"^\d.* sysUpTime: Timeticks: .* ms +zanRadioNetwork: (.*) in \d+ ms$", hang, re.M)
+    assert "genError" in answers[0] and answers[1:] == ["No Such Object"] * 3
+    killed = section(done.stdout, "The module's process is killed")
+    for part in (done.stdout[done.stdout.index(hang):], killed):
+        assert re.search(r"^Values are back after \d+ ms\.\n.* zanRadioNetwork: STRING: ", part, re.M)
+    assert "zanRadioNetwork: No Such Object" in killed
+
+
 # --- Serving -----------------------------------------------------------------------------------------
 
 @pytest.fixture(name="on_terminal")
@@ -429,7 +441,7 @@ def test_bad_arguments_for_a_fresh_debian(unchanged: None, arguments: List[str],
 def test_help_tells_every_option(unchanged: None) -> None:
     done = run("--help")
     assert (done.returncode, done.stderr) == (0, "")
-    for option in ("--serve", "--port", "--scenario", "--build-dir", "--no-install", "--help"):
+    for option in ("--serve", "--hosted", "--port", "--scenario", "--build-dir", "--no-install", "--help"):
         assert f"  {option}" in done.stdout
 
 

@@ -161,7 +161,7 @@ def test_a_reload_while_the_api_hangs_happens_when_it_lets_go(make_agent, api, q
 
 # --- an API that is slow, hung, down and back ---------------------------------------------------------------
 
-@in_process_only("a host's master is up already, and answers that there is no such object: see test_hosted.py")
+@in_process_only("a host's master is up already, and says that there is no such object: see test_hosted.py")
 def test_a_hung_api_stalls_the_start_up_until_it_answers(make_agent, api, queue, traps, clock):
     api.faults[TRAPS_SWITCH] = faults.hang(then_answer=True)
     agent = make_agent().start(wait=False)

@@ -6,6 +6,11 @@ DEMO=/run/demo
 API_SOCKET=/run/api/http.sock
 API_LOG=${ZAN_TEMP:?}/requests
 AGENT_LOG=$ZAN_TEMP/agent.log
+HOST_LOG=$ZAN_TEMP/host.log
+MODULE_LOG=$AGENT_LOG
+if [[ -n ${HOSTED:-} ]]; then
+    MODULE_LOG=$HOST_LOG
+fi
 TRAP_LOG=$ZAN_TEMP/traps
 TRAP_PORT=1162
 AGENT=127.0.0.1:$PORT
@@ -63,10 +68,26 @@ enterprise_number() {
     sed -n 's/^ZAN_ENTERPRISE_NUMBER:[A-Z]*=//p' "$BUILD_DIR/CMakeCache.txt"
 }
 
+# What the installation has in a configuration, but for what is of another place or another user here.
+installed_settings() {
+    grep -Ev '^(#|$|agentXSocket|agentXPerms|dlmod)' "$BUILD_DIR/host/$1"
+    printf 'agentXSocket %s\n' "$DEMO/agentx"
+}
+
+# Where the agent has the module from.
+print_loading() {
+    if [[ -n ${HOSTED:-} ]]; then
+        installed_settings master.conf
+        printf 'view router included .1.3.6.1.2.1.1.3\n'
+    else
+        printf 'dlmod zansnmpext %s\n' "$MODULE"
+    fi
+}
+
 write_agent_configuration() {
     cat >"$DEMO/conf/snmpd.conf" <<CONF
 agentaddress udp:$AGENT
-dlmod zansnmpext $MODULE
+$(print_loading)
 
 # Managers may read the module's objects and nothing else.
 view router included .1.3.6.1.4.1.$(enterprise_number).14.1
@@ -89,6 +110,21 @@ module_answers() {
     [[ $(snmpget "${V2C[@]}" -Oqv "$AGENT" zanDiagnosticsSNMP.0 2>/dev/null) == SNMP* ]]
 }
 
+# The host, started again a second after it has ended; its process id is in the file host.pid.
+keep_host() {
+    ln -s "$BUILD_DIR/host/zanhost.so" "$DEMO/zanhost.so"
+    {
+        installed_settings host.conf
+        printf 'dlmod zanhost %s\ndlmod zansnmpext %s\n' "$DEMO/zanhost.so" "$MODULE"
+    } >"$DEMO/host.conf"
+    while :; do
+        /usr/sbin/snmpd -X -f -C -c "$DEMO/host.conf" -I dlmod -A -Lf "$HOST_LOG" &
+        echo "$!" >"$DEMO/host.pid"
+        wait "$!" || true
+        sleep 1
+    done 2>/dev/null
+}
+
 start_agent() {
     write_agent_configuration
     # Debian's agent would listen on TCP port 199, on every address, for what it calls smux.
@@ -99,6 +135,10 @@ start_agent() {
         die "snmpd did not start; its log:" "$(cat "$AGENT_LOG")"
     fi
     agent_answers || die "snmpd does not answer; its log:" "$(tail -n 20 "$AGENT_LOG")"
+    if [[ -n ${HOSTED:-} ]]; then
+        keep_host &
+        until_true 20 module_answers || die "the host does not serve; its log:" "$(tail -n 20 "$HOST_LOG")"
+    fi
     module_answers || die "snmpd answers, but has not loaded $BUILD_DIR/zansnmpext.so; its log:" \
         "$(tail -n 20 "$AGENT_LOG")"
 }

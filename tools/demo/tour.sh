@@ -177,12 +177,61 @@ show_outage() {
     shown snmpget "${V2C[@]}" "$AGENT" zanRouterSerialNumber.0 zanRouterUptime.0 zanSerialToIPPort.0
     shown snmptable "${V2C[@]}" -Ci -Cb "$AGENT" zanIpsecTunnelsTable
     say "${DIM}The agent's log says why:$PLAIN"
-    grep -a -o -m 1 'curl_easy_perform failed' "$AGENT_LOG" | dimmed || true
+    grep -a -o 'curl_easy_perform failed' "$MODULE_LOG" | head -n 1 | dimmed || true
 
     heading "The API comes back: the next request has the values again"
     shown_as "tools/zan-router-sim --scenario $(from_tree "$SCENARIO") --set fault=none" set_router fault=none
     until_true 10 api_listens || warn "the API did not come back"
     shown snmpget "${V2C[@]}" "$AGENT" zanRouterSerialNumber.0 zanRouterUptime.0 zanSerialToIPPort.0
+}
+
+# asked OBJECT: what the agent answers, and how soon.
+asked() {
+    local answer start=${EPOCHREALTIME/./}
+    answer=$(snmpget "${V2C[@]}" -r 0 -t 10 -Ov "$AGENT" "$1" 2>&1 | sed -n 's/^Reason: //; s/ available on.*//; /./p' |
+        grep -v '^Error in packet\|^Failed object' | head -n 1) || true
+    printf '%s in %d ms' "${answer:-no answer}" $(((${EPOCHREALTIME/./} - start) / 1000))
+}
+
+# One line: an object of the agent's own, and one of the module that has not been read for a while. The times are
+# those of snmpget, from its start to its end.
+show_both() {
+    printf '%(%H:%M:%S)T  sysUpTime: %-40s zanRadioNetwork: %s\n' -1 "$(asked sysUpTime.0)" "$(asked zanRadioNetwork.0)"
+}
+
+module_is_back() {
+    [[ $(snmpget "${V2C[@]}" "$AGENT" zanRadioNetwork.0 2>/dev/null) == *STRING* ]]
+}
+
+# until_back SINCE: waits for the module's values, and tells how long they were away.
+until_back() {
+    until_true 20 module_is_back || warn "the values did not come back"
+    say "Values are back after $(((${EPOCHREALTIME/./} - $1) / 1000)) ms."
+    show_both
+}
+
+show_hang() {
+    local start
+    heading "The router's API hangs: the agent answers everything else"
+    shown_as "tools/zan-router-sim --scenario $(from_tree "$SCENARIO") --set fault=hang" set_router fault=hang
+    for _ in {1..4}; do
+        show_both
+        sleep 1
+    done
+    heading "The API comes back"
+    shown_as "tools/zan-router-sim --scenario $(from_tree "$SCENARIO") --set fault=none" set_router fault=none
+    start=${EPOCHREALTIME/./}
+    until_back "$start"
+}
+
+show_kill() {
+    local start
+    heading "The module's process is killed, and started again after a second"
+    # shellcheck disable=SC2016 # the text is to be seen as it stands
+    shown_as 'kill -KILL "$(cat host.pid)"' kill -KILL "$(cat "$DEMO/host.pid")"
+    start=${EPOCHREALTIME/./}
+    show_both
+    until_back "$start"
 }
 
 say "${DIM}A simulated router listens on $API_SOCKET, snmpd with ${BUILD_DIR#"$ZAN_ROOT/"}/zansnmpext.so on $AGENT,"
@@ -195,5 +244,9 @@ show_groups
 show_tables
 show_events
 show_outage
+if [[ -n $HOSTED ]]; then
+    show_hang
+    show_kill
+fi
 heading "That was all, in $SECONDS seconds."
 say "To try it yourself: $ZAN_SCRIPT --serve keeps the agent running for your own tools."
