@@ -12,6 +12,9 @@ from conftest import ROOT, version
 
 DOCS = ROOT / "docs"
 
+#: Every document but the part that another is made of.
+DOCUMENTS = ("*.md", "docs/*.md", "monitoring/zabbix/*.md")
+
 PRIORITIES = {"LOG_ERR": 3, "LOG_WARNING": 4, "LOG_DEBUG": 7}
 
 #: One call of snmp_log: its priority and the string literals that make up its text.
@@ -84,7 +87,7 @@ def headings(document: Path) -> Set[str]:
 
 def links() -> Iterator[Tuple[Path, str]]:
     """Every link of the documents to a file or heading of the tree."""
-    for document in tracked("*.md", "docs/*.md"):
+    for document in tracked(*DOCUMENTS):
         for target in re.findall(r"\]\(([^)\s]+)\)", document.read_text(encoding="utf-8")):
             if "://" not in target:
                 yield document, target
@@ -112,7 +115,7 @@ def code_of(document: Path) -> List[str]:
 
 
 def test_paths_that_documents_name_are_there():
-    named = {(document.name, path) for document in tracked("*.md", "docs/*.md", "packaging/*.md")
+    named = {(document.name, path) for document in tracked(*DOCUMENTS)
              for code in code_of(document)
              for path in re.findall(rf"^(?:sudo )?((?:{FOLDERS})/[\w.*/-]+)", code)}
     assert len(named) > 30
@@ -145,7 +148,7 @@ def test_every_script_has_a_help(script):
 
 
 def test_scripts_have_the_options_that_documents_name():
-    named = {(call[1], option) for document in tracked("*.md", "docs/*.md") for code in code_of(document)
+    named = {(call[1], option) for document in tracked(*DOCUMENTS) for code in code_of(document)
              for call in [re.match(r"((?:scripts|monitoring)/[\w-]+)(.*)", code)] if call
              for option in options(call[2].split(" -- ")[0])}
     assert len(named) > 8
@@ -154,7 +157,7 @@ def test_scripts_have_the_options_that_documents_name():
 
 
 def test_the_agent_takes_the_log_options_that_documents_name(tmp_path):
-    named = {option for document in tracked("*.md", "docs/*.md") for code in code_of(document)
+    named = {option for document in tracked(*DOCUMENTS) for code in code_of(document)
              for option in re.findall(r"(?<![\w-])-L[a-zA-Z]+(?: \d-\d)?(?: FILE)?", code)}
     assert len(named) > 3
     refused = [option for option in named if subprocess.run(
