@@ -19,6 +19,9 @@ env.priv_protocol AES
 env.priv_phrase another passphrase
 """
 
+#: Only one user is known there.
+IN_USER_NAMESPACE = Path("/proc/self/uid_map").read_text().split()[2] == "1"
+
 NODE = """\
 log_level 4
 log_file {folder}/log
@@ -54,7 +57,9 @@ class Node:
         """Begin to serve these routers, each with what its plugin is told."""
         for router, told in routers.items():
             Path(f"/etc/munin/plugins/zan_router_{router}").symlink_to(self._plugin)
-            (Path("/etc/munin/plugin-conf.d") / router).write_text(f"[zan_router_{router}]\n{told}")
+            # An ordinary user's namespaces have no other user to become.
+            become = "user root\ngroup root\n" if IN_USER_NAMESPACE else ""
+            (Path("/etc/munin/plugin-conf.d") / router).write_text(f"[zan_router_{router}]\n{become}{told}")
         self._process = subprocess.Popen(
             ["/usr/sbin/munin-node", "--foreground", "--config", str(self._folder / "node.conf")],
             stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
