@@ -187,6 +187,12 @@ def test_the_command_that_shows_the_log_is_debian_s_but_for_one_option():
     assert command.replace("-LOw", "-LSwd") in code_of(DOCS / "operations.md")
 
 
+def test_the_host_is_started_with_that_option_by_every_init():
+    calls = [call for path in tracked("host/*.in")
+             for call in re.findall(r"^[^#\n]*(?:snmpd|\$program) -X -f (\S+)", path.read_text("utf-8"), re.M)]
+    assert calls == ["-LSwd"] * 3
+
+
 def test_the_changelog_begins_with_this_version():
     newest = re.search(r"^## (\S+) - (\d{4}-\d\d-\d\d)$", (ROOT / "CHANGELOG.md").read_text("utf-8"), re.M)
     assert newest[1] == version()
