@@ -343,7 +343,7 @@ def known_names() -> Set[str]:
 @pytest.mark.parametrize("name", [
     "rules/recording.yml", "rules/alerts.yml", "rules/alerts.test.yml", "consoles/zan-router.html",
     "consoles/zan-routers.html", "consoles/zan.lib", "grafana/zansnmpext-router.json",
-    "../docs/monitoring.md"])
+    "../docs/monitoring.md", "../docs/managers.md"])
 def test_a_file_uses_only_names_that_exist(name):
     used = re.findall(r"\bzan(?!Event)[A-Z]\w*[a-z0-9](?![\w.(*]|_\(|_\.\+)|\bzan:\w+:\w+",
                       (MONITORING / name).read_text())
