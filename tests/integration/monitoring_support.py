@@ -15,6 +15,7 @@ from typing import Any, Callable, Dict, FrozenSet, Iterator, List, Sequence, Tup
 
 import patience
 from harness import MODULE, SOURCE_ROOT, Clock, deadline
+from harness.agent import free_port
 
 MONITORING = SOURCE_ROOT / "monitoring"
 SIMULATOR = SOURCE_ROOT / "tools" / "zan-router-sim"
@@ -48,13 +49,6 @@ def get(url: str) -> str:
             return answer.read().decode()
     except urllib.error.HTTPError as error:
         raise AssertionError(f"{url}: {error}\n{error.read().decode(errors='replace')}") from error
-
-
-def free_port(kind: int = socket.SOCK_STREAM) -> int:
-    """A port that nobody has."""
-    with socket.socket(socket.AF_INET, kind) as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
 
 
 def parse_metrics(text: str) -> Dict[Series, float]:

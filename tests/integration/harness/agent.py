@@ -1,5 +1,6 @@
 """A real snmpd with the module in it."""
 
+import itertools
 import os
 import shlex
 import signal
@@ -54,7 +55,7 @@ class Agent:
         self.folder = folder
         folder.mkdir(parents=True, exist_ok=True)
         (folder / "persistent").mkdir(exist_ok=True)
-        self.port = _free_port()
+        self.port = free_port()
         self.trap_port = trap_port
         self.module = module
         self.extra_configuration = extra_configuration
@@ -314,7 +315,19 @@ class Agent:
         return "\n".join(parts)
 
 
-def _free_port() -> int:
-    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
+#: Below those that the kernel gives to sockets that name none, such as the agent's own for its traps: between
+#: choosing a port and binding it, nobody in the tests' own network can come and take it.
+_PORTS = itertools.count(20000)
+
+
+def free_port() -> int:
+    """A port that nobody has, over UDP or TCP, and that nobody has been given yet."""
+    for port in _PORTS:
+        with socket.socket(type=socket.SOCK_DGRAM) as udp, socket.socket(type=socket.SOCK_STREAM) as tcp:
+            try:
+                udp.bind(("127.0.0.1", port))
+                tcp.bind(("127.0.0.1", port))
+                return port
+            except OSError:
+                continue
+    raise AssertionError("there is no port left")
