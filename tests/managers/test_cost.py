@@ -11,6 +11,8 @@ from typing import Callable, Dict, Iterator, List, NamedTuple
 
 import pytest
 
+from collectd_support import USER as POLLER
+from collectd_support import collectd
 from harness import ENTERPRISE_NUMBER, SOCKET_PATH, SOURCE_ROOT, Agent
 from monitoring_support import MADE, Exporter, Router
 
@@ -83,7 +85,7 @@ def agent_port_fixture(tmp_path_factory, clock, _traps) -> Iterator[int]:
     """An agent with the simulator's router."""
     folder = tmp_path_factory.mktemp("router")
     router = Router(folder, SOCKET_PATH)
-    agent = Agent(folder / "agent", trap_port=_traps.port, extra_configuration=USER).start()
+    agent = Agent(folder / "agent", trap_port=_traps.port, extra_configuration=f"{USER}\n{POLLER}").start()
     yield agent.port
     agent.stop()
     router.stop()
@@ -118,6 +120,10 @@ def costs_fixture(agent_port, tmp_path_factory) -> Dict[str, Cost]:
         subprocess.run(["sh", plugin], stdout=subprocess.DEVNULL, check=True,
                        env={"PATH": "/usr/bin:/bin", "router": address, "community": "public"})
 
+    def collect() -> None:
+        with collectd(tmp_path_factory.mktemp("collectd"), agent_port):
+            pass
+
     polls: Dict[str, Callable[[], object]] = {
         "Prometheus's exporter, SNMPv2c": lambda: exporter.text(agent_port),
         "Prometheus's exporter, SNMPv3": lambda: exporter.text(agent_port, access="v3"),
@@ -130,6 +136,7 @@ def costs_fixture(agent_port, tmp_path_factory) -> Dict[str, Cost]:
         "a walk by GETNEXT": lambda: run(["snmpwalk", "-v2c", "-cpublic", address, OBJECTS]),
         "Nagios, Icinga: eight checks, SNMPv3": lambda: checks(agent_port),
         "Munin's plugin, SNMPv2c": munin,
+        "collectd, SNMPv3": collect,
     }
     measured = {}
     for name, poll in polls.items():
@@ -163,4 +170,4 @@ def test_the_document_has_what_is_measured(costs):
 
 def test_what_is_shipped_stays_below_one_frame(costs):
     shipped = {name: cost.largest for name, cost in costs.items() if not name.startswith("a walk")}
-    assert len(shipped) == 4 and max(shipped.values()) <= ETHERNET + 1500
+    assert len(shipped) == 5 and max(shipped.values()) <= ETHERNET + 1500
