@@ -2,8 +2,8 @@
 """Measures what hosting costs and what it is good for; scripts/bench --hosted starts it.
 
 Two agents answer side by side, one with the module inside, one with a host. First both get the same load in
-rounds, in turn; then the API hangs, the host is killed and the agent restarted, each some times. Prints a Markdown
-table and puts it into docs/hosting.md when asked to.
+rounds, in turn; then the API hangs, the host is killed and the agent restarted, each some times. Makes
+Markdown tables, and puts them into docs/hosting.md when asked to.
 """
 
 import argparse
@@ -15,7 +15,7 @@ import subprocess
 import sys
 import time
 from pathlib import Path
-from typing import Callable, Dict, List, Optional
+from typing import Any, Callable, Dict, List, Optional
 
 import report
 from measure import SNMPD, resident, wait_for
@@ -72,8 +72,9 @@ class Stage:
         self.inside = Process(folder, "inside", [*self.access(1161), module], "-I", "-smux")
         self.master = Process(folder, "master", [*self.access(1162), *self.installed("master.conf")],
                               "-I", "-smux")
-        self.host_lines = [*self.installed("host.conf"), f"dlmod zanhost {build / 'host' / 'zanhost.so'}", module]
-        self.host = Process(folder, "host", self.host_lines, "-X", "-I", "dlmod")
+        self.host = Process(folder, "host", [
+            *self.installed("host.conf"), f"dlmod zanhost {build / 'host' / 'zanhost.so'}", module],
+            "-X", "-I", "dlmod")
         self.clients = {"inside": SnmpClient(1161, timeout=10), "hosted": SnmpClient(1162, timeout=10)}
         for client in self.clients.values():
             wait_for(lambda: self.serves(client), "the objects")
@@ -98,7 +99,7 @@ class Stage:
         except (SnmpError, SnmpTimeout):
             return False
 
-    def load(self, port: int, *arguments: str) -> Dict[str, object]:
+    def load(self, port: int, *arguments: str) -> Dict[str, Any]:
         """What the load client says."""
         done = subprocess.run([str(self.build / "bench" / "zan-bench-load"), "--port", str(port), *arguments],
                               stdout=subprocess.PIPE, text=True, check=True)
@@ -154,10 +155,10 @@ class Run:
         for _ in range(self.rounds):
             for place, port in (("inside", 1161), ("hosted", 1162)):
                 result = self.stage.load(port, "--seconds", "0.3", *arguments)
-                found[place].append(float(str(result["variablesPerSecond"])))
+                found[place].append(result["variablesPerSecond"])
         return found
 
-    def hang(self) -> Dict[str, object]:
+    def hang(self) -> Dict[str, Any]:
         """The API stops, and somebody asks for the module's objects all the time."""
         stage, client = self.stage, self.stage.clients["hosted"]
         idle = latencies(client, self.seconds)
@@ -212,27 +213,29 @@ def render(machine: str, run: Run) -> str:
     root = dotted(run.stage.root)
     loads = {
         "warm scalar GET": [f"{root}.8.2.0"],
-        "11 warm scalars in one GET": [f"{root}.3.{number}.0" for number in range(1, 11)] + [f"{root}.8.2.0"],
-        "leases by GETBULK(25), 100 rows": ["--walk", "25", "--columns", "4", f"{root}.11.1.2.1"],
+        "11 warm scalars in one GET": [*(f"{root}.3.{arc}.0" for arc in range(1, 11)), f"{root}.8.2.0"],
+        "leases by GETBULK(25), 100 rows": ["--rows", str(ROWS), "--columns", "4", "--bulk", "25",
+                                            f"{root}.11.1.2.1"],
     }
     text = f"Measured on {machine}.\n\n| | in the agent | hosted |\n|---|---:|---:|\n"
     for title, arguments in loads.items():
         found = run.speed(*arguments)
         inside, hosted = (statistics.median(found[place]) for place in ("inside", "hosted"))
-        text += row(f"{title}, variables per second", f"{inside:,.0f}", f"{hosted:,.0f} ({hosted / inside:.2f})")
+        text += row(f"{title}, variables per second", f"{inside:,.0f}",
+                    f"{hosted:,.0f} ({hosted / inside:.2f})")
     memory = {name: resident(getattr(run.stage, name).process.pid) for name in ("inside", "master", "host")}
     text += row("memory of its own", f"{memory['inside']['own']:.1f} MB",
                 f"{memory['master']['own']:.1f} + {memory['host']['own']:.1f} MB")
     text += row("resident memory, shared libraries included", f"{memory['inside']['all']:.1f} MB",
                 f"{memory['master']['all']:.1f} + {memory['host']['all']:.1f} MB")
     hang, killed, restarted = run.hang(), run.killed(), run.restarted()
-    more = float(str(hang["hung"])) - float(str(hang["idle"]))
+    more = hang["hung"] - hang["idle"]
     goals = [
         ("latency of other objects while the API hangs, p99.9: less than 50 ms above idle",
          f"{hang['hung']:.1f} ms, idle {hang['idle']:.1f} ms", more < 50),
         ("answers about other objects lost while the API hangs: none", f"{hang['lost']} of {hang['asked']}",
          hang["lost"] == 0),
-        ("back after a hang: within 1 s", f"{hang['back']:.2f} s", float(str(hang["back"])) <= 1),
+        ("back after a hang: within 1 s", f"{hang['back']:.2f} s", hang["back"] <= 1),
         (f"back after the host was killed: within its {RESTART_SECONDS} s plus 1 s", f"{killed:.2f} s",
          killed <= RESTART_SECONDS + 1),
         ("back after a restart of the agent alone: within 2 s", f"{restarted:.2f} s", restarted <= 2),
@@ -241,28 +244,37 @@ def render(machine: str, run: Run) -> str:
     return text + "".join(row(goal, measured, "yes" if met else "no") for goal, measured, met in goals)
 
 
+def write(text: str) -> None:
+    """Put the tables into the document."""
+    before, _, rest = DOCUMENT.read_text(encoding="utf-8").partition(BEGIN)
+    _, found, after = rest.partition(END)
+    if not found:
+        sys.exit(f"{DOCUMENT} lacks the marks between which the tables belong")
+    DOCUMENT.write_text(f"{before}{BEGIN}\n{text}\n{END}{after}", encoding="utf-8")
+
+
 def main() -> None:
-    """Measure, print, and write if asked to."""
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--build", type=Path, required=True, help="the build folder")
-    parser.add_argument("--folder", type=Path, required=True, help="for the agents' files")
-    parser.add_argument("--enterprise-number", type=int, required=True)
+    """Measure, or write what has been measured."""
+    parser = argparse.ArgumentParser(description=__doc__,
+                                     formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--write", type=Path, metavar="FILE",
+                        help=f"put these tables into {DOCUMENT.name}")
+    parser.add_argument("--build", type=Path, help="the build folder")
+    parser.add_argument("--folder", type=Path, help="for the agents' files")
+    parser.add_argument("--enterprise-number", type=int)
+    parser.add_argument("--results", type=Path, help="the file for the tables")
     parser.add_argument("--quick", action="store_true", help="few and short rounds")
-    parser.add_argument("--write", action="store_true", help=f"put the tables into {DOCUMENT.name}")
     arguments = parser.parse_args()
+    if arguments.write:
+        write(arguments.write.read_text(encoding="utf-8"))
+        return
     machine = report.machine()
     stage = Stage(arguments.build, arguments.folder, arguments.enterprise_number)
     try:
         text = render(machine, Run(stage, 3 if arguments.quick else 9, 2 if arguments.quick else 20))
     finally:
         stage.end()
-    print(text)
-    if arguments.write:
-        before, _, rest = DOCUMENT.read_text(encoding="utf-8").partition(BEGIN)
-        _, found, after = rest.partition(END)
-        if not found:
-            sys.exit(f"{DOCUMENT} lacks the marks between which the tables belong")
-        DOCUMENT.write_text(f"{before}{BEGIN}\n{text}\n{END}{after}", encoding="utf-8")
+    arguments.results.write_text(text, encoding="utf-8")
 
 
 if __name__ == "__main__":
