@@ -160,7 +160,8 @@ post_events() {
 show_events() {
     heading "Events of the router, arriving in snmptrapd"
     start_trap_listener
-    say "${DIM}The router's other processes post events to a message queue; the agent looks into it every 5 seconds.$PLAIN"
+    say "${DIM}The router's other processes post events to a message queue;"
+    say "the agent looks into it every 5 seconds.$PLAIN"
     shown_as "for event in {1..11}; do $(from_tree "$BUILD_DIR/tools/zan-post-event") \$event; done" post_events
     waiting "Waiting for the notifications" 20 all_traps_arrived || warn "not all notifications arrived: $(cat "$TRAP_LOG")"
     grep snmpTrapOID "$TRAP_LOG" | expand -t 1 || true
