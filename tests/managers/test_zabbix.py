@@ -211,7 +211,7 @@ def test_values_are_what_they_mean(stack):
     assert int(values[f"{line}[total]"]) > 14602888806
     assert int(values[f"{line}[today]"]) > 96468992
     assert float(values[f"{line}[current]"]) > 73400320
-    # The simulator counts 7421 a second. An answer of the module may be five seconds old, as long as an interval.
+    # The simulator counts 7421 a second; an answer of the module may be as old as an interval is long.
     until(lambda: 0 < float(stack.host.values()[f"{line}[rate]"]) < 3 * 7421, "a rate")
 
 
