@@ -230,9 +230,9 @@ is_installed() {
 check_place() {
     local path
     for path in "$ZAN_ROOT" "$BUILD_DIR"; do
-        [[ $path != *[\"\$\;:,\\]* ]] ||
+        [[ $path != *[\"\$\;:,\\#\<\>]* ]] ||
             die "cmake and what it calls cannot build in $path:" \
-                "they take one of the characters \" \$ ; : , \\ for something else than a part of a name."
+                "they take one of the characters \" \$ ; : , \\ # < > for something else than a part of a name."
     done
     path=$BUILD_DIR
     until [[ -e $path ]]; do

@@ -244,7 +244,7 @@ def fixture_clone(request: pytest.FixtureRequest, visible: Path,
     monkeypatch.setenv("LOCPATH", str(locales))
     monkeypatch.setenv("LC_ALL", "tr_TR.UTF-8")
     assert subprocess.check_output(["bash", "-c", "i=i; echo ${i^}"]).decode() == "\u0130\n"
-    tree = visible / "Zoë's  own & only #tree (1)"
+    tree = visible / "Zoë's  own & only tree (1)"
     tree.mkdir()
     subprocess.run(["mount", "--bind", str(ROOT), str(tree)], check=True)
     yield tree
