@@ -85,6 +85,34 @@ def test_openwrt_packs_the_module(firmware):
                                                        "usr/lib/snmp/dlmod/zansnmpext.so"]
 
 
+def test_openwrt_packs_the_host_with_all_that_it_starts_with(firmware):
+    host = firmware.packages / "zansnmpext-host"
+    assert files(host) == ["etc/init.d/zansnmpext-host", "etc/zansnmpext/host.conf",
+                           "usr/lib/snmp/dlmod/zanhost.so"]
+    configuration = (host / "etc/zansnmpext/host.conf").read_text("ascii")
+    assert re.findall("^agentXSocket (.*)$", configuration, re.M) == ["/var/run/agentx.sock"]
+    loaded = re.findall(r"^dlmod \w+ /(.*)$", configuration, re.M)
+    assert len(loaded) == 2
+    for module in loaded:
+        assert any((firmware.packages / name / module).is_file() for name in (host.name, "zansnmpext"))
+
+
+def test_openwrts_init_script_starts_the_host_under_procd(firmware):
+    """In busybox's shell, with a procd that prints what it is told."""
+    script = firmware.packages / "zansnmpext-host/etc/init.d/zansnmpext-host"
+    procd = "".join(f'procd_{name}() {{ echo "{name} $*"; }}; '
+                    for name in ("open_instance", "set_param", "close_instance"))
+    run = procd + '. "$0"; start_service; echo "$START $USE_PROCD"'
+    said = subprocess.run(["busybox", "ash", "-euc", run, script], stdout=subprocess.PIPE, check=True,
+                          text=True).stdout.splitlines()
+    assert (said[0].strip(), said[-2].strip()) == ("open_instance", "close_instance")
+    command = next(line.split()[2:] for line in said if line.startswith("set_param command "))
+    assert command[0] == "/usr/sbin/snmpd"
+    assert command[command.index("-c") + 1] == "/etc/zansnmpext/host.conf"
+    # Behind the agent's own, which OpenWrt starts at 50.
+    assert said[-1] == "51 1"
+
+
 def test_an_option_of_the_recipes_is_one_of_the_build(openwrt):
     """CMake takes what it does not know without a word."""
     listed = set(re.findall(r"\b(?:option|set)\((ZAN_\w+)", "".join(
@@ -210,8 +238,8 @@ def test_yocto_divides_all_that_is_installed_among_its_packages(recipe, firmware
             for file in found:
                 owners.setdefault(file, []).append(package)
     assert set(owners) == set(files(image))
-    assert owners["usr/lib/snmp/dlmod/zansnmpext.so"] == ["${PN}"]
-    assert owners["usr/share/snmp/mibs/ZAN-SNMPEXT-MIB.txt"] == ["${PN}-mib"]
+    assert owners["usr/lib/snmp/dlmod/zansnmpext.so"][0] == "${PN}"
+    assert owners["usr/share/snmp/mibs/ZAN-SNMPEXT-MIB.txt"][0] == "${PN}-mib"
     for file in recipe.getVar("CONFFILES:${PN}").split():
         assert file.removeprefix("/") in owners
 
