@@ -13,7 +13,7 @@ from conftest import ROOT, version
 DOCS = ROOT / "docs"
 
 #: Every document but the part that another is made of.
-DOCUMENTS = ("*.md", "docs/*.md", "monitoring/zabbix/*.md")
+DOCUMENTS = ("*.md", "docs/*.md", "packaging/*.md", "monitoring/zabbix/*.md")
 
 PRIORITIES = {"LOG_ERR": 3, "LOG_WARNING": 4, "LOG_DEBUG": 7}
 
