@@ -110,10 +110,10 @@ CTEST_OUTPUT = """\
 Internal ctest changing into directory: /build
 Test project /build
       Start  1: unit.a
-      Start  2: integration-b
+      Start  2: integration b
 1/3 Test  #1: unit.a ...................   Passed    0.03 sec
       Start  3: integration-c
-2/3 Test  #2: integration-b ............***Failed    1.84 sec
+2/3 Test  #2: integration b ............***Failed    1.84 sec
 3/3 Test  #3: integration-c ............   Passed    2.00 sec
 
 67% tests passed, 1 tests failed out of 3
@@ -121,7 +121,7 @@ Test project /build
 Total Test time (real) =   2.10 sec
 
 The following tests FAILED:
-\t  2 - integration-b (Failed)
+\t  2 - integration b (Failed)
 Errors while running CTest
 Output from these tests are in: /build/Testing/Temporary/LastTest.log
 """
@@ -133,8 +133,8 @@ Summary
 Total Test time (real) =   2.10 sec
 
 The following tests FAILED:
-\x1b[31m\t  2 - integration-b (Failed)\x1b[0m
-integration-b                    \x1b[31m1 failed, 4 passed in 1.46s\x1b[0m
+\x1b[31m\t  2 - integration b (Failed)\x1b[0m
+integration b                    \x1b[31m1 failed, 4 passed in 1.46s\x1b[0m
 integration-c                    \x1b[32m5 passed in 1.90s\x1b[0m
 """
 
@@ -173,11 +173,11 @@ def test_a_failure_shows_itself_and_there_is_one_summary(
         lines: int, run_tests: Callable[..., Terminal]) -> None:
     noise = "".join(f"noise {number}\n" for number in range(lines))
     failed = f"assert 1 == 2\n{noise}==== 1 failed, 4 passed in 1.46s ====\n"
-    log = (log_of(1, "unit.a", "fine\n", "Passed") + log_of(2, "integration-b", failed, "Failed")
+    log = (log_of(1, "unit.a", "fine\n", "Passed") + log_of(2, "integration b", failed, "Failed")
            + log_of(3, "integration-c", "1 failed in 0.01s\n5 passed in 1.90s\n", "Passed"))
     terminal = run_tests(CTEST_OUTPUT, log, 8)
     assert terminal.wait() == 8, terminal.text
-    testing, _, rest = plain(terminal.text).partition("integration-b failed\n")
+    testing, _, rest = plain(terminal.text).partition("integration b failed\n")
     assert testing.splitlines()[-5:] == ["Testing", *re.findall(r"^./3 .*$", CTEST_OUTPUT, re.M), ""]
     failure, _, _ = rest.partition("\nSummary\n")
     assert failure.startswith("assert 1 == 2\n")
