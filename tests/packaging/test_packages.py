@@ -216,6 +216,21 @@ def test_one_user_is_the_hosts_everywhere(contents):
     assert f" {user} " in (host / "DEBIAN/postrm").read_text("ascii")
 
 
+def test_every_init_system_runs_the_same_host(contents):
+    host = contents["zansnmpext-host"]
+    unit = (host / "usr/lib/systemd/system" / UNIT).read_text("ascii")
+    init = (host / "etc/init.d/zansnmpext-host").read_text("ascii")
+    procd = (host / "usr/share/doc/zansnmpext-host/examples/zansnmpext-host.procd").read_text("ascii")
+    options = re.search(r"^ExecStart=/usr/sbin/snmpd -X -f -L\w+ (.*)$", unit, re.M)[1]
+    configuration = options.split()[2]
+    assert (host / configuration.removeprefix("/")).is_file()
+    folder, name = configuration.rsplit("/", 1)
+    assert f"\nconf={folder}\n" in init
+    assert options.replace(configuration, f"$conf/{name}") in init
+    assert f"\nCONF={configuration}\n" in procd
+    assert options.replace(configuration, '"$CONF"') in procd
+
+
 def test_the_hosts_sandbox_is_tight(contents):
     unit = contents["zansnmpext-host"] / "usr/lib/systemd/system" / UNIT
     rating = subprocess.run(["systemd-analyze", "security", "--offline=true", "--no-pager",
