@@ -1,5 +1,6 @@
 #include "inprocess.h"
 
+#include "agentrequest.h"
 #include "answers.h"
 #include "zanjsondb.h"
 #include "zanroot.h"
@@ -155,23 +156,16 @@ Variable Request::ask() const
     Variable variable(SNMP_MALLOC_TYPEDEF(netsnmp_variable_list));
     snmp_set_var_objid(variable.get(), name.data(), name.size());
     variable->type = ASN_NULL;
-    static long transaction = 0;
-    netsnmp_pdu pdu{};
-    pdu.transid = ++transaction; // a question of its own each time
-    netsnmp_agent_session session{};
-    session.pdu = &pdu;
-    netsnmp_agent_request_info requestInfo{};
-    requestInfo.mode = requestMode;
-    requestInfo.asp = &session;
+    AgentRequest agentRequest(requestMode);
     netsnmp_request_info request{};
     request.requestvb = variable.get();
-    request.agent_req_info = &requestInfo;
+    request.agent_req_info = agentRequest.get();
     request.subtree = subtree;
     request.range_end = subtree->end_a;
     request.range_end_len = subtree->end_len;
-    netsnmp_call_handlers(subtree->reginfo, &requestInfo, &request);
+    netsnmp_call_handlers(subtree->reginfo, agentRequest.get(), &request);
     netsnmp_free_request_data_sets(&request);
-    netsnmp_free_agent_data_sets(&requestInfo);
+    netsnmp_free_agent_data_sets(agentRequest.get());
     return variable;
 }
 

@@ -310,13 +310,4 @@ netsnmp_mib_handler* moduleHandler(const netsnmp_handler_registration* registrat
     return handler;
 }
 
-AgentRequest::AgentRequest(int mode)
-{
-    static long transaction = 0;
-    pdu.transid = ++transaction;
-    session.pdu = &pdu;
-    info.asp = &session;
-    info.mode = mode;
-}
-
 } // namespace world

@@ -3,6 +3,8 @@
 // The module's surroundings in one process, without an agent, an API and a queue: what the module calls of
 // them is wrapped by the linker (see ZAN_WORLD_WRAPS in CMakeLists.txt) and answered here.
 
+#include "agentrequest.h"
+
 #include <net-snmp/net-snmp-config.h>
 
 #include <net-snmp/net-snmp-includes.h>
@@ -65,21 +67,6 @@ void* alarmArgument();
 
 /// The module's own handler of a registration: the last of its chain.
 netsnmp_mib_handler* moduleHandler(const netsnmp_handler_registration* registration);
-
-/// What the agent tells handlers of a manager's request: another request each time.
-class AgentRequest {
-public:
-    explicit AgentRequest(int mode);
-    AgentRequest(const AgentRequest&) = delete;
-    AgentRequest& operator=(const AgentRequest&) = delete;
-
-    netsnmp_agent_request_info* get() { return &info; }
-
-private:
-    netsnmp_pdu pdu{};
-    netsnmp_agent_session session{};
-    netsnmp_agent_request_info info{};
-};
 
 /// The event queue: what reading it gives, one after the other; nothing after the last.
 struct Reading {

@@ -211,15 +211,6 @@ std::vector<int> modesOtherThanGet()
             12345};
 }
 
-AgentRequest::AgentRequest(int mode)
-{
-    static long transaction = 0;
-    pdu.transid = ++transaction;
-    session.pdu = &pdu;
-    info.asp = &session;
-    info.mode = mode;
-}
-
 int handle(Netsnmp_Node_Handler* handler, int mode, netsnmp_request_info* requests)
 {
     AgentRequest request(mode);

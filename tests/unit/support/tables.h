@@ -2,6 +2,7 @@
 
 #include "zantable.h"
 
+#include "agentrequest.h"
 #include "support/interposed.h"
 
 #include <cstdint>
@@ -80,22 +81,6 @@ private:
 
 /// All the modes of the agent but MODE_GET, and one of no agent.
 std::vector<int> modesOtherThanGet();
-
-/// What the agent tells handlers of a manager's request: another request each time.
-class AgentRequest {
-public:
-    explicit AgentRequest(int mode);
-
-    AgentRequest(const AgentRequest&) = delete;
-    AgentRequest& operator=(const AgentRequest&) = delete;
-
-    netsnmp_agent_request_info* get() { return &info; }
-
-private:
-    netsnmp_pdu pdu{};
-    netsnmp_agent_session session{};
-    netsnmp_agent_request_info info{};
-};
 
 /// Calls a table's handler in a mode, for one request or a list of them.
 int handle(Netsnmp_Node_Handler* handler, int mode, netsnmp_request_info* requests);
