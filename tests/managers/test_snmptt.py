@@ -15,19 +15,26 @@ EVENTS = range(1, 12)
 
 def tmpfs(folder: str) -> Path:
     """A folder of this test's own in the place of the machine's; the mount goes with the test's namespace."""
-    Path(folder).mkdir(parents=True, exist_ok=True)
     subprocess.run(["mount", "-t", "tmpfs", "tmpfs", folder], check=True)
     return Path(folder)
 
 
+def writable(folder: str, changes: Path) -> None:
+    """Let the folder take new files, for this namespace alone, which an ordinary user may not write into."""
+    layers = [changes / "upper", changes / "work"]
+    for layer in layers:
+        layer.mkdir()
+    options = f"lowerdir={folder},upperdir={layers[0]},workdir={layers[1]},userxattr"
+    subprocess.run(["mount", "-t", "overlay", "overlay", "-o", options, folder], check=True)
+
+
 @pytest.fixture(name="log", scope="module")
-def log_fixture() -> Path:
+def log_fixture(workspace: Path) -> Path:
     """snmptt's log; our file lies where its configuration, Debian's, looks for one."""
+    writable("/etc", workspace)
     ini = Path("/etc/snmp/snmptt.ini").read_text()
     place = Path(re.search(r"snmptt_conf_files = <<END\n(\S+)\nEND", ini)[1])
-    tmpfs(str(place.parent))
-    if place.parent == Path("/etc/snmp"):
-        (place.parent / "snmptt.ini").write_text(ini)
+    place.parent.mkdir(exist_ok=True)
     place.write_text((MADE / "snmptt.conf").read_text())
     return tmpfs("/var/log/snmptt") / "snmptt.log"
 
