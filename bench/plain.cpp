@@ -20,7 +20,7 @@ zansnmp::SharedJson copyingResult(zansnmp::ZanCachedData* query)
     if (!result) {
         return nullptr;
     }
-    // The copies are the point.
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copies are the point.
     const Json::Value copy = *result;
     return std::make_shared<const Json::Value>(copy);
 }

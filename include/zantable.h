@@ -63,31 +63,33 @@ struct TableHooks {
 };
 
 /// A conceptual table whose rows are the elements of one JSON array, indexed by their position from 1: what
-/// distinguishes it from the others, and what its hooks share with theirs.
+/// distinguishes it from the others.
 struct Table {
-    const char* name;                      ///< the table's name, and the prefix of its hooks
-    const char* sourceTag;                 ///< the source file's tag in trace lines
-    const char* allocationCaller;          ///< whom the message of a failed allocation names
-    ModuleOid oid;                         ///< where the table is registered
-    std::initializer_list<Column> columns; ///< column 1 and those after it; not owned
+    const char* name = nullptr;             ///< the table's name, and the prefix of its hooks
+    const char* sourceTag = nullptr;        ///< the source file's tag in trace lines
+    const char* allocationCaller = nullptr; ///< whom the message of a failed allocation names
+    ModuleOid oid;                          ///< where the table is registered
+    std::initializer_list<Column> columns;  ///< column 1 and those after it; not owned
 
     /// Gets the rows from the table's query. What it returns may be a value of any type, but is never null;
     /// it may throw anything.
-    SharedJson (*rows)();
-
-    /// Registers the table with the agent. An allocation that fails is logged and leaves it unregistered.
-    void registerWith(const TableHooks& hooks) const;
-
-    /// The get-first hook: gets the rows and moves to the first.
-    /// @param[out] loopContext  the walk's new ZanTableLoopContext, the caller's to free through the
-    ///                          loop-free hook; untouched when the rows cannot be had
-    /// @param index             the variable that receives the row's index; not owned
-    /// @return `index`; null when the rows cannot be had (which is not logged here) or there are none
-    netsnmp_variable_list* getFirst(void** loopContext, netsnmp_variable_list* index) const noexcept;
-
-    /// The handler: answers the cells that GET asks for. Always SNMP_ERR_NOERROR.
-    int handle(netsnmp_agent_request_info* requestInfo, netsnmp_request_info* requests) const noexcept;
+    SharedJson (*rows)() = nullptr;
 };
+
+/// Registers the table with the agent. An allocation that fails is logged and leaves it unregistered.
+void registerTable(const Table& table, const TableHooks& hooks);
+
+/// The get-first hook of a table: gets the rows and moves to the first.
+/// @param[out] loopContext  the walk's new ZanTableLoopContext, the caller's to free through the loop-free
+///                          hook; untouched when the rows cannot be had
+/// @param index             the variable that receives the row's index; not owned
+/// @return `index`; null when the rows cannot be had (which is not logged here) or there are none
+netsnmp_variable_list* firstRow(const Table& table, void** loopContext,
+                                netsnmp_variable_list* index) noexcept;
+
+/// The handler of a table: answers the cells that GET asks for. Always SNMP_ERR_NOERROR.
+int answerCells(const Table& table, netsnmp_agent_request_info* requestInfo,
+                netsnmp_request_info* requests) noexcept;
 
 /// The member at `path` of the query's `result`, shared.
 /// @throws what `resultOf` and `memberAt` throw
@@ -133,14 +135,14 @@ void freeLoop(void* loopContext) noexcept;
 #define ZAN_DEFINE_TABLE(name, table)                                                                        \
     void zansnmp::init_##name()                                                                              \
     {                                                                                                        \
-        (table).registerWith({name##_get_first_data_point, name##_get_next_data_point,                       \
-                              name##_context_convert_function, name##_data_free, name##_loop_free,           \
-                              name##_handler});                                                              \
+        zansnmp::registerTable((table), {name##_get_first_data_point, name##_get_next_data_point,            \
+                                         name##_context_convert_function, name##_data_free,                  \
+                                         name##_loop_free, name##_handler});                                 \
     }                                                                                                        \
     netsnmp_variable_list* name##_get_first_data_point(void** loopContext, void**,                           \
                                                        netsnmp_variable_list* index, netsnmp_iterator_info*) \
     {                                                                                                        \
-        return (table).getFirst(loopContext, index);                                                         \
+        return zansnmp::firstRow((table), loopContext, index);                                               \
     }                                                                                                        \
     netsnmp_variable_list* name##_get_next_data_point(void** loopContext, void**,                            \
                                                       netsnmp_variable_list* index, netsnmp_iterator_info*)  \
@@ -162,7 +164,7 @@ void freeLoop(void* loopContext) noexcept;
     int name##_handler(netsnmp_mib_handler*, netsnmp_handler_registration*,                                  \
                        netsnmp_agent_request_info* requestInfo, netsnmp_request_info* requests)              \
     {                                                                                                        \
-        return (table).handle(requestInfo, requests);                                                        \
+        return zansnmp::answerCells((table), requestInfo, requests);                                         \
     }
 
 // NOLINTEND(bugprone-macro-parentheses)

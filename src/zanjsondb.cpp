@@ -66,29 +66,23 @@ void releaseMemory([[maybe_unused]] std::size_t answerSize)
 #endif
 }
 
-/// The body of an answer. When it goes, all that was made of it and is not kept has gone before.
-struct Body {
-    std::string text;
-    ~Body()
-    {
-        const std::size_t size = text.size();
-        std::string().swap(text);
-        releaseMemory(size);
-    }
-};
-
 /// Makes the request and opens the envelope.
 /// @return the answer's `result`; none (a null pointer) after a failure, which is then in the log
 SharedJson request(const std::string& url)
 {
-    Body body;
+    // When the body goes, all that was made of it and is not kept has gone before.
+    const std::unique_ptr<std::string, void (*)(std::string*)> body(new std::string, [](std::string* text) {
+        const std::size_t size = text->size();
+        delete text;
+        releaseMemory(size);
+    });
     const CurlHandle handle(curl_easy_init(), curl_easy_cleanup);
     snmp_log(LOG_DEBUG, "zanjsondb:  executing [%s] request", url.c_str());
     if (!handle) {
         snmp_log(LOG_ERR, "failed to create curl instance");
         return nullptr;
     }
-    if (!setOptions(handle.get(), url, body.text)) {
+    if (!setOptions(handle.get(), url, *body)) {
         return nullptr;
     }
     if (curl_easy_perform(handle.get()) != CURLE_OK) {
@@ -96,7 +90,7 @@ SharedJson request(const std::string& url)
         return nullptr;
     }
     Json::Value root;
-    if (!parse(body.text, root)) {
+    if (!parse(*body, root)) {
         snmp_log(LOG_ERR, " failed to parse json response");
         return nullptr;
     }
@@ -108,7 +102,7 @@ SharedJson request(const std::string& url)
         snmp_log(LOG_ERR, " bad json response code");
         return nullptr;
     }
-    return {new Json::Value(std::move(root["result"])), [size = body.text.size()](const Json::Value* result) {
+    return {new Json::Value(std::move(root["result"])), [size = body->size()](const Json::Value* result) {
                 delete result;
                 releaseMemory(size);
             }};

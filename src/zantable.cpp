@@ -81,7 +81,7 @@ void setText(netsnmp_variable_list* variable, const std::string& text) noexcept
     }
 }
 
-void Table::registerWith(const TableHooks& hooks) const
+void registerTable(const Table& table, const TableHooks& hooks)
 {
     using Free = decltype(&std::free);
     std::unique_ptr<netsnmp_table_registration_info, Free> tableInfo(
@@ -89,17 +89,17 @@ void Table::registerWith(const TableHooks& hooks) const
     std::unique_ptr<netsnmp_iterator_info, Free> iterator(SNMP_MALLOC_TYPEDEF(netsnmp_iterator_info),
                                                           std::free);
     std::unique_ptr<netsnmp_handler_registration, decltype(&netsnmp_handler_registration_free)> registration(
-        netsnmp_create_handler_registration(name, hooks.handler, oid.arcs.data(), oid.length,
-                                            HANDLER_CAN_RONLY),
+        netsnmp_create_handler_registration(table.name, hooks.handler, table.oid.arcs.data(),
+                                            table.oid.length, HANDLER_CAN_RONLY),
         netsnmp_handler_registration_free);
     if (!tableInfo || !registration || !iterator) {
-        snmp_log(LOG_ERR, "malloc failed in %s", allocationCaller);
+        snmp_log(LOG_ERR, "malloc failed in %s", table.allocationCaller);
         return;
     }
 
     netsnmp_table_helper_add_indexes(tableInfo.get(), ASN_INTEGER, 0);
     tableInfo->min_column = 1;
-    tableInfo->max_column = static_cast<unsigned>(columns.size());
+    tableInfo->max_column = static_cast<unsigned>(table.columns.size());
 
     iterator->get_first_data_point = hooks.getFirst;
     iterator->get_next_data_point = hooks.getNext;
@@ -108,7 +108,7 @@ void Table::registerWith(const TableHooks& hooks) const
     iterator->free_loop_context_at_end = hooks.freeLoop;
     iterator->table_reginfo = tableInfo.release();
 
-    snmp_log(LOG_DEBUG, "%s: registering table %s as a table iterator\n", sourceTag, name);
+    snmp_log(LOG_DEBUG, "%s: registering table %s as a table iterator\n", table.sourceTag, table.name);
     iterator->flags |= NETSNMP_HANDLER_OWNS_IINFO;
     netsnmp_handler_registration* const registered = registration.release();
     if (netsnmp_register_table_iterator(registered, iterator.release()) == MIB_REGISTERED_OK) {
@@ -116,11 +116,11 @@ void Table::registerWith(const TableHooks& hooks) const
     }
 }
 
-netsnmp_variable_list* Table::getFirst(void** loopContext, netsnmp_variable_list* index) const noexcept
+netsnmp_variable_list* firstRow(const Table& table, void** loopContext, netsnmp_variable_list* index) noexcept
 {
     try {
         auto walk = std::make_unique<ZanTableLoopContext>();
-        walk->rows = rows();
+        walk->rows = table.rows();
         if (!walk->rows->isArray()) {
             throw "array json type expected";
         }
@@ -131,11 +131,12 @@ netsnmp_variable_list* Table::getFirst(void** loopContext, netsnmp_variable_list
     return nextRow(loopContext, index);
 }
 
-int Table::handle(netsnmp_agent_request_info* requestInfo, netsnmp_request_info* requests) const noexcept
+int answerCells(const Table& table, netsnmp_agent_request_info* requestInfo,
+                netsnmp_request_info* requests) noexcept
 {
     for (netsnmp_request_info* request = requests; request != nullptr; request = request->next) {
         if (request->processed == 0) {
-            answer(*this, requestInfo, request);
+            answer(table, requestInfo, request);
         }
     }
     return SNMP_ERR_NOERROR;
@@ -168,7 +169,8 @@ void* currentRow(const void* loopContext) noexcept
         return nullptr;
     }
     return valueOr<ZanTableRowContext*>(nullptr, [walk] {
-        return new ZanTableRowContext{walk->position, {walk->rows, &(*walk->rows)[walk->position]}};
+        const SharedJson row(walk->rows, &(*walk->rows)[walk->position]);
+        return std::make_unique<ZanTableRowContext>(ZanTableRowContext{walk->position, row}).release();
     });
 }
 

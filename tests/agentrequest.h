@@ -20,6 +20,8 @@ public:
         info.mode = mode;
     }
 
+    ~AgentRequest() = default;
+
     AgentRequest(const AgentRequest&) = delete;
     AgentRequest& operator=(const AgentRequest&) = delete;
 
