@@ -102,8 +102,9 @@ SharedJson request(const std::string& url)
         snmp_log(LOG_ERR, " bad json response code");
         return nullptr;
     }
-    return {new Json::Value(std::move(root["result"])), [size = body->size()](const Json::Value* result) {
-                delete result;
+    auto result = std::make_unique<const Json::Value>(std::move(root["result"]));
+    return {result.release(), [size = body->size()](const Json::Value* unread) {
+                delete unread;
                 releaseMemory(size);
             }};
 }

@@ -221,8 +221,7 @@ void registerScalars()
     for (const Scalar& scalar : scalars) {
         netsnmp_handler_registration* registration = netsnmp_create_handler_registration(
             scalar.name, scalarHandler, scalar.oid.arcs.data(), scalar.oid.length, HANDLER_CAN_RONLY);
-        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the agent's pointer; nobody writes through
-        // it.
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the agent's type; it is only read.
         registration->my_reg_void = const_cast<Scalar*>(&scalar);
         netsnmp_register_read_only_scalar(registration);
     }
