@@ -98,7 +98,10 @@ class Icinga:
         done = subprocess.run(["/usr/sbin/icinga2", *map(str, arguments)], env=self._environment,
                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                               text=True, check=False)
-        assert done.returncode == 0 and "warning" not in done.stdout, done.stdout
+        # What a newer Icinga says of its own interface's users is not about the configuration that is tried.
+        warnings = [line for line in done.stdout.splitlines()
+                    if "warning/" in line and "/ApiListener" not in line]
+        assert (done.returncode, warnings) == (0, []), done.stdout
 
     def _answers(self) -> bool:
         assert self._process.poll() is None, self._log.read_text()
