@@ -7,6 +7,7 @@ that was made, and no descriptor, mapping or memory has been gained.
 import itertools
 import json
 import os
+import re
 import resource
 
 import pytest
@@ -202,6 +203,11 @@ def mappings_of(agent) -> int:
 
 # --- failures that are not the API's ------------------------------------------------------------------------
 
+#: What the agent says, every few seconds, of the interfaces, addresses and disks that it cannot look at while it
+#: has no descriptor left. Its lines end; the module's texts do not.
+OF_THE_AGENT = re.compile(rb"[^\n]*(Too many open files|couldn't create socket|could not open netlink socket)\n")
+
+
 @pytest.mark.parametrize("left", [1, 2, 3])
 def test_almost_out_of_descriptors(agent, api, clock, left):
     """The agent needs one descriptor to take a request, and the HTTP library one or more to pass it on."""
@@ -216,7 +222,8 @@ def test_almost_out_of_descriptors(agent, api, clock, left):
     finally:
         resource.prlimit(agent.pid, resource.RLIMIT_NOFILE, (soft, hard))
     assert all(answer in (scalar.served, scalar.failed) for answer, scalar in zip(answers, SCALARS))
-    assert set(agent.take(ERROR).split(PERFORM_FAILED)) == {b""}
+    logged = agent.take(ERROR).split(PERFORM_FAILED)
+    assert b"".join(OF_THE_AGENT.sub(b"", piece) for piece in logged) == b""
     assert agent.descriptors() == descriptors
     assert_recovered(agent, clock)
 
