@@ -4,6 +4,11 @@
 // not read, as the host while the API hangs, would wait with it after some hundred requests; and when the
 // host sends hundreds of notifications at once, both would wait for each other for ever. Hence a thread that
 // reads from both at any time.
+//
+// An answer that is longer than the agent takes is never heard of again, and the agent gives up the host for
+// it. Hence a look at what is sent.
+//
+// And a subagent without an agent sends its notifications to nobody. Hence a hand on the module's alarm.
 
 #include <net-snmp/net-snmp-config.h>
 
@@ -13,6 +18,7 @@
 
 #include <net-snmp/agent/agent_callbacks.h>
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
@@ -26,8 +32,13 @@
 #include <exception>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <system_error>
 #include <thread>
 #include <utility>
+
+// In the library of every snmpd, and in none of its headers.
+extern "C" snmp_alarm* sa_find_specific(unsigned int registration);
 
 namespace {
 
@@ -107,27 +118,108 @@ private:
     sigset_t before_{};
 };
 
-/// A new connection to the agent: the relay comes between it and snmpd, which keeps its descriptor.
-int connected(int /*major*/, int /*minor*/, void* argument, void* /*client*/)
+/// A descriptor of the connection to the agent, by which to see whether it stands; -1 while there is none.
+int agentSocket = -1;
+
+/// The result of a system call; its failure as an exception.
+int checked(int result)
 {
-    netsnmp_transport* transport =
-        snmp_sess_transport(snmp_sess_pointer(static_cast<netsnmp_session*>(argument)));
-    std::array<int, 2> pair{};
-    if (transport == nullptr || socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair.data()) != 0) {
-        snmp_log(LOG_ERR, "zanhost: no relay to the agent: %s\n", std::strerror(errno));
-        return SNMP_ERR_NOERROR;
+    if (result < 0) {
+        throw std::system_error(errno, std::generic_category());
     }
+    return result;
+}
+
+/// Puts the relay between the agent and snmpd, which keeps its descriptor.
+void startRelay(int snmpdSocket)
+{
     try {
-        auto agent = std::make_unique<End>(fcntl(transport->sock, F_DUPFD_CLOEXEC, 0));
+        auto agent = std::make_unique<End>(checked(fcntl(snmpdSocket, F_DUPFD_CLOEXEC, 0)));
+        std::array<int, 2> pair{};
+        checked(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair.data()));
         auto host = std::make_unique<End>(pair[0]);
-        dup3(pair[1], transport->sock, O_CLOEXEC);
-        const SignalsBlocked blocked;
-        std::thread(relay, std::move(agent), std::move(host)).detach();
+        const End snmpd(pair[1]);
+        {
+            const SignalsBlocked blocked;
+            std::thread(relay, std::move(agent), std::move(host)).detach();
+        }
+        dup3(pair[1], snmpdSocket, O_CLOEXEC);
     } catch (const std::exception& error) {
         snmp_log(LOG_ERR, "zanhost: no relay to the agent: %s\n", error.what());
     }
-    close(pair[1]);
+}
+
+/// The longest packet that the agent takes, in bytes. It drops a longer one without a word.
+constexpr int longestPacket = 65536;
+
+/// The library's own way to the agent.
+decltype(netsnmp_transport::f_send) sendPacket = nullptr;
+
+/// Sends a packet; in place of an answer that is too long, that it is.
+int sendWhatIsTaken(netsnmp_transport* transport, const void* packet, int length, void** opaque,
+                    int* opaqueLength)
+{
+    if (length <= longestPacket) {
+        return sendPacket(transport, packet, length, opaque, opaqueLength);
+    }
+    // A header of 20 bytes, whose last four are the length of the rest: sysUpTime, error and index.
+    std::array<unsigned char, 28> refusal{};
+    std::memcpy(refusal.data(), packet, 16);
+    const std::size_t lowByte = (refusal[2] & 0x10) != 0 ? 1 : 0; // the flag of the network's byte order
+    refusal[16 + 3 * lowByte] = 8;
+    refusal[24 + lowByte] = SNMP_ERR_TOOBIG;
+    refusal[26 + lowByte] = 1; // not 0, with which the agent would make it a genErr
+    return sendPacket(transport, refusal.data(), refusal.size(), opaque, opaqueLength);
+}
+
+/// A new connection to the agent.
+int connected(int /*major*/, int /*minor*/, void* session, void* /*client*/)
+{
+    netsnmp_transport* transport =
+        snmp_sess_transport(snmp_sess_pointer(static_cast<netsnmp_session*>(session)));
+    if (transport != nullptr) {
+        agentSocket = fcntl(transport->sock, F_DUPFD_CLOEXEC, 0);
+        sendPacket = std::exchange(transport->f_send, sendWhatIsTaken);
+        startRelay(transport->sock);
+    }
     return SNMP_ERR_NOERROR;
+}
+
+/// The connection to the agent is given up.
+int disconnected(int /*major*/, int /*minor*/, void* /*session*/, void* /*client*/)
+{
+    close(std::exchange(agentSocket, -1));
+    return SNMP_ERR_NOERROR;
+}
+
+/// The module's alarm, which takes the events from their queue and has the agent send notifications.
+SNMPAlarmCallback* takeEvents = nullptr;
+
+/// In its place: without an agent, the events stay in their queue. That the agent has hung up, snmpd notices
+/// only when it reads the next time, which may be after the alarm.
+void takeEventsWhenConnected(unsigned registration, void* receiver)
+{
+    pollfd polled{agentSocket, 0, 0};
+    if (agentSocket >= 0 && poll(&polled, 1, 0) == 0) {
+        takeEvents(registration, receiver);
+    }
+}
+
+/// The first alarm after a reading of the configuration. Those that stand behind it are younger, the module's
+/// among them if it has made it in that reading; its argument is an object of the module's.
+void findTheModulesAlarm(unsigned registration, void* /*client*/)
+{
+    constexpr std::string_view module = "/zansnmpext.so";
+    for (snmp_alarm* alarm = sa_find_specific(registration); alarm != nullptr; alarm = alarm->next) {
+        Dl_info owner{};
+        if (dladdr(alarm->clientarg, &owner) == 0) {
+            continue;
+        }
+        const std::string_view file = owner.dli_fname;
+        if (file.size() > module.size() && file.substr(file.size() - module.size()) == module) {
+            takeEvents = std::exchange(alarm->thecallback, takeEventsWhenConnected);
+        }
+    }
 }
 
 /// The module loader's own objects, which tell what is loaded: the agent has them, too, and would refuse the
@@ -151,5 +243,7 @@ extern "C" __attribute__((visibility("default"))) void init_zanhost()
         first = false;
         withdrawLoader();
         snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_START, connected, nullptr);
+        snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_STOP, disconnected, nullptr);
     }
+    snmp_alarm_register(0, 0, findTheModulesAlarm, nullptr);
 }

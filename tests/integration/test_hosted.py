@@ -10,13 +10,13 @@ from typing import Callable, Iterator, List
 
 import pytest
 
-from harness import (CACHE_LIFETIME, ERROR, EXACT_MEMORY, HEAP_SLACK, INFO, OBJECTS, WARNING,
+from harness import (ALARM_PERIOD, CACHE_LIFETIME, ERROR, EXACT_MEMORY, HEAP_SLACK, INFO, OBJECTS, WARNING,
                      deadline, faults)
 from harness.hosted import CONNECTED, REOPENED, HostedAgent
 from harness.messages import NO_QUEUE
 from harness.router import SCALAR, SCALARS, TRAPS_SWITCH, expected_tree, triples
-from harness.snmp import (GEN_ERR, NO_SUCH_OBJECT, OCTET_STRING, SYS_UPTIME, TIMETICKS, SnmpClient, SnmpError,
-                          SnmpTimeout)
+from harness.snmp import (GEN_ERR, NO_SUCH_OBJECT, OCTET_STRING, SYS_UPTIME, TIMETICKS, TOO_BIG, SnmpClient,
+                          SnmpError, SnmpTimeout)
 from patience import until
 
 SERIAL_NUMBER = SCALAR["zanRouterSerialNumber"]
@@ -34,7 +34,8 @@ def make_hosted(tmp_path_factory, _traps, api, clock) -> Iterator[Callable[..., 
     made: List[HostedAgent] = []
 
     def make(**options) -> HostedAgent:
-        made.append(HostedAgent(tmp_path_factory.mktemp("hosted"), trap_port=_traps.port, **options))
+        options.setdefault("trap_port", _traps.port)
+        made.append(HostedAgent(tmp_path_factory.mktemp("hosted"), **options))
         return made[-1]
 
     yield make
@@ -71,6 +72,15 @@ def wait_until_it_does_not(hosted: HostedAgent) -> None:
     """The agent has noticed that the host is not there."""
     hosted.master.wait_for(lambda: hosted.client.get(SERIAL_NUMBER.instance)[0].tag == NO_SUCH_OBJECT,
                            "the objects to be gone")
+
+
+def fire_alarm_without_agent(hosted: HostedAgent) -> None:
+    """Let the alarm of a host that has no agent fire, and return when it has."""
+    hosted.alarm_clock.advance(ALARM_PERIOD)
+    # The host tries to connect in the same turns, and the second of them comes after all that was due then.
+    for _ in range(2):
+        tried = hosted.log(WARNING).count(UNCONNECTED)
+        until(lambda: hosted.log(WARNING).count(UNCONNECTED) > tried, deadline(20), "a try to connect")
 
 
 class Asking:
@@ -182,18 +192,40 @@ def test_the_api_hangs_when_the_host_starts(make_hosted, api, queue, traps):
     wait_until_it_serves(hosted)
 
 
-def test_an_event_that_comes_during_a_hang_is_sent_after_it(hosted, api, queue, traps, clock):
-    hosted.fire_alarm()  # the next alarm is due after the host has found its agent again
+@pytest.mark.parametrize("due_in", [ALARM_PERIOD, 0.5], ids=["later", "before the host asks for its agent"])
+def test_an_event_that_comes_during_a_hang_is_sent_after_it(hosted, api, queue, traps, clock, due_in):
+    hosted.fire_alarm()
+    hosted.alarm_clock.advance(ALARM_PERIOD - due_in)
+    hosted.synchronise()
     api.fault = faults.hang()
     clock.advance(CACHE_LIFETIME)
     with pytest.raises(SnmpError):
         hosted.client.get(SERIAL_NUMBER.instance)
     queue.post(7)
+    hosted.alarm_clock.advance(ALARM_PERIOD)
     api.fault = None
     api.release()
     wait_until_it_serves(hosted)
     hosted.fire_alarm()
     assert traps.events() == [7] and queue.count() == 0
+
+
+# --- long answers -------------------------------------------------------------------------------------------
+
+@pytest.mark.parametrize("names", [[SERIAL_NUMBER], [SCALARS[-1], SERIAL_NUMBER]], ids=["alone", "two"])
+def test_an_answer_longer_than_the_agent_takes_is_refused_at_once(hosted, api, names):
+    api.fields["system"]["deviceId"] = "x" * 70_000
+    for ask in (hosted.client.get, hosted.client.get_next):
+        with pytest.raises(SnmpError) as error:
+            ask(*((scalar.instance if ask == hosted.client.get else scalar.oid) for scalar in names))
+        assert error.value.status == TOO_BIG
+    assert hosted.client.get(SCALARS[0].instance)[0].tag == OCTET_STRING
+    assert hosted.log(WARNING) == b""
+
+
+def test_the_longest_value_that_fits_into_a_datagram_is_served(hosted, api):
+    api.fields["system"]["deviceId"] = "x" * 65_430
+    assert len(hosted.client.value(SERIAL_NUMBER.instance)) == 65_430
 
 
 # --- the host stops, dies, starts ---------------------------------------------------------------------------
@@ -208,6 +240,27 @@ def test_a_stopped_host_costs_its_asker_an_error_and_is_back_when_it_goes_on(hos
     finally:
         hosted.process.send_signal(signal.SIGCONT)
     wait_until_it_serves(hosted)
+
+
+def test_events_that_come_while_the_host_is_stopped_are_sent_when_it_goes_on(hosted, queue, traps):
+    """Whether the agent has noticed or not."""
+    for event, asked in enumerate([False, True, False, True], 1):
+        hosted.fire_alarm()
+        hosted.alarm_clock.advance(ALARM_PERIOD - 0.5)
+        hosted.synchronise()
+        hosted.process.send_signal(signal.SIGSTOP)
+        try:
+            queue.post(event)
+            hosted.alarm_clock.advance(ALARM_PERIOD)
+            if asked:
+                with pytest.raises(SnmpError):
+                    hosted.client.get(SERIAL_NUMBER.instance)
+                wait_until_it_does_not(hosted)
+        finally:
+            hosted.process.send_signal(signal.SIGCONT)
+        wait_until_it_serves(hosted)
+        hosted.fire_alarm()
+        assert traps.events() == list(range(1, event + 1)) and queue.count() == 0
 
 
 def test_a_host_that_dies_again_and_again(hosted, queue, traps):
@@ -229,9 +282,12 @@ def test_the_host_may_start_before_its_agent(make_hosted, queue, traps):
     hosted.write_configuration()
     super(HostedAgent, hosted).start(wait=False)
     until(lambda: UNCONNECTED in hosted.log(WARNING), deadline(20), "a host without an agent")
+    queue.post(3)
+    fire_alarm_without_agent(hosted)
     hosted.master.start()
-    hosted.wait_for(lambda: serves(hosted), "the objects")
-    assert triples(hosted.client.walk(OBJECTS, max_repetitions=50)) == expected_tree()
+    wait_until_it_serves(hosted)
+    hosted.fire_alarm()
+    assert traps.events() == [3]
 
 
 def test_a_socket_that_the_host_may_not_use(make_hosted, queue):
@@ -263,22 +319,27 @@ def test_a_reload_of_the_host_reads_the_traps_switch(hosted, api, queue, traps):
 
 # --- the agent restarts and reloads -------------------------------------------------------------------------
 
-def test_the_agent_restarts_and_the_host_finds_it_again(hosted, queue, traps):
-    for event in (1, 2, 3):
-        hosted.fire_alarm()  # none is due while there is no agent
-        hosted.master.stop()
+@pytest.mark.parametrize("end", ["stop", "kill"])
+def test_the_agent_restarts_again_and_again_and_no_event_is_lost(hosted, queue, traps, end):
+    """Neither those before nor those that come while there is no agent."""
+    for first in (1, 4, 7):
+        queue.post(first)
+        hosted.fire_alarm()
+        getattr(hosted.master, end)()
+        queue.post(first + 1)
+        fire_alarm_without_agent(hosted)
+        queue.post(first + 2)
+        assert queue.count() == 2
         hosted.master.start()
         wait_until_it_serves(hosted)
-        queue.post(event)
         hosted.fire_alarm()
-        assert traps.events() == list(range(1, event + 1))
+        assert traps.events() == list(range(1, first + 3)) and queue.count() == 0
 
 
 def test_a_hundred_reloads_of_the_agent(hosted, queue, traps):
     for _ in range(5):
         hosted.master.hup()
     before, memory = hosted.descriptors(), hosted.rss()
-    # A trap destination costs the agent a socket at each reload, with or without a host.
     for reload in range(100):
         hosted.master.hup()
         if reload % 10 == 0:
@@ -291,3 +352,16 @@ def test_a_hundred_reloads_of_the_agent(hosted, queue, traps):
     assert hosted.log(WARNING).strip() == hosted.log(ERROR).strip() == b""
     if EXACT_MEMORY:
         assert hosted.rss() - memory < HEAP_SLACK
+
+
+def test_a_hundred_reloads_cost_the_agent_nothing(make_hosted, queue):
+    # A trap destination costs it a socket at each reload, with or without a host.
+    hosted = make_hosted(trap_port=None).start()
+    for _ in range(5):
+        hosted.master.hup()
+    before, memory = resources(hosted), hosted.master.rss()
+    for _ in range(100):
+        hosted.master.hup()
+    assert resources(hosted) == before
+    if EXACT_MEMORY:
+        assert hosted.master.rss() - memory < HEAP_SLACK

@@ -1,4 +1,4 @@
-"""The sanitizers' reports about one agent, judged for the module alone.
+"""The sanitizers' reports about one agent, judged for the module and its host alone.
 
 The agent and its libraries leave allocations behind at their end; a leak is the module's when one of its
 functions stands in the stack of the allocation, whoever it asked for the memory.
@@ -14,8 +14,8 @@ from .settings import MODULE
 STATUS = 99
 
 _LEAK = re.compile(r"^(?:Direct|Indirect) leak of .*?(?=^\s*$)", re.MULTILINE | re.DOTALL)
-_MODULE_FRAME = re.compile(r"^\s*#\d+ .*(" + re.escape(MODULE.name) + r"|\b(src|include)/zan\w+\.(cpp|h))",
-                           re.MULTILINE)
+_MODULE_FRAME = re.compile(r"^\s*#\d+ .*(" + re.escape(MODULE.name)
+                           + r"|\bzanhost\.so|\b(src|include|host)/zan\w+\.(cpp|h))", re.MULTILINE)
 
 
 def options(folder: Path) -> Dict[str, str]:
