@@ -250,14 +250,6 @@ def test_socket_folder_vanishes_and_comes_back(agent, api, clock):
     assert_recovered(agent, clock)
 
 
-def test_an_answer_of_many_megabytes_is_read_and_forgotten(agent, api, clock):
-    scalar = next(scalar for scalar in SCALARS if scalar.name == "zanRouterSerialNumber")
-    api.results[scalar.query] = {"filler": [12345] * 500_000, "system": {"deviceId": "big"}}
-    assert agent.client.value(scalar.instance) == b"big"
-    api.results.clear()
-    assert_recovered(agent, clock)
-
-
 def test_a_slow_answer_is_awaited(agent, api, clock):
     scalar = SCALARS[0]
     api.fault = faults.hang(sent=10, then_answer=True)

@@ -213,24 +213,6 @@ def values_with_a_source(mib) -> Iterator[Tuple[str, zanmib.Source, Oid]]:
             yield column.name, column.source, column.oid + (1,)
 
 
-def test_a_scalar_asks_its_query_and_no_other(agent, api, clock, mib):
-    asked = {}
-    for scalar in mib.scalars:
-        with api.counting() as targets:
-            read(agent, clock, scalar.oid + (0,))
-        asked[scalar.name] = targets
-    assert asked == {scalar.name: [scalar.source.query] if scalar.source else [] for scalar in mib.scalars}
-
-
-def test_a_table_asks_its_query_and_no_other(agent, api, clock, mib):
-    for table in mib.tables:
-        for column in table.columns:
-            with api.counting() as targets:
-                tag, _ = read(agent, clock, column.oid + (1,))
-            assert (tag, targets) == (TAGS[column.type.base], [table.source.query])
-            assert not column.source or column.source.query == table.source.query
-
-
 class Members:
     """A result's members by their paths as the MIB names them: "[]" stands for each element of a list."""
 

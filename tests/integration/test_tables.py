@@ -5,11 +5,10 @@ import random
 
 import pytest
 
-from harness import CACHE_LIFETIME, DEBUG, ERROR, OBJECTS, SnmpClient, faults
+from harness import CACHE_LIFETIME, ERROR, OBJECTS, faults
 from harness.messages import PERFORM_FAILED
-from harness.router import DHCP, QUERIES, SCALAR, SCALARS, SYSLOG, TABLE, TABLES, expected_tree, triples
-from harness.snmp import (END_OF_MIB_VIEW, INTEGER, NO_SUCH_INSTANCE, NO_SUCH_OBJECT, NOT_WRITABLE, VarBind,
-                          encode_integer, oid)
+from harness.router import QUERIES, SCALAR, SCALARS, SYSLOG, TABLE, TABLES, expected_tree, triples
+from harness.snmp import END_OF_MIB_VIEW, INTEGER, NO_SUCH_INSTANCE, NO_SUCH_OBJECT, VarBind, oid
 from model.cases import OBJECTS as MODELLED, all_cases, result, value
 from model.generator import answer_with
 from model.tables import CONTENTS, cells
@@ -151,14 +150,6 @@ def test_getnext_from_beside_the_table_finds_the_successor(agent, table):
     assert getnext(agent, table.cell(columns + 1, 1)) == after(table)
 
 
-@pytest.mark.parametrize("table", TABLES, ids=name_of)
-def test_set_of_a_cell_is_refused(agent, api, table):
-    client = SnmpClient(agent.port, community="private")
-    answer = client.set((table.cell(1, 1), encode_integer(5)))
-    client.close()
-    assert (answer.error_status, answer.error_index) == (NOT_WRITABLE, 1)
-
-
 # --- several cells in one request ---------------------------------------------------------------------------
 
 @pytest.mark.parametrize("table", TABLES, ids=name_of)
@@ -231,30 +222,7 @@ def test_with_the_api_down_a_table_is_empty_and_no_error(agent, api, table):
     assert walk(agent, table) == table.expected()
 
 
-def test_with_the_api_down_a_walk_holds_the_scalars_and_no_cell(agent, api):
-    api.down()
-    assert triples(agent.client.walk(OBJECTS, max_repetitions=20)) == [scalar.failed for scalar in SCALARS]
-    requests = agent.take(DEBUG).count(b"executing")
-    assert agent.take(ERROR) == PERFORM_FAILED * requests
-
-
 # --- requests to the API ------------------------------------------------------------------------------------
-
-def test_the_dhcp_server_object_and_the_leases_share_one_request(agent, api):
-    assert agent.client.value(DHCP_ENABLED.instance) == b"True"
-    assert walk(agent, LEASES) == LEASES.expected()
-    assert agent.client.value(DHCP_ENABLED.instance) == b"True"
-    assert api.count(DHCP) == 1
-
-
-@pytest.mark.parametrize("dhcp", [{"enabled": True}, {"enabled": True, "leases": {"ip": "10.0.0.1"}}],
-                         ids=["without leases", "leases no array"])
-def test_the_dhcp_server_object_answers_while_its_leases_are_no_table(agent, api, dhcp):
-    api.fields["dhcp"] = dhcp
-    assert walk(agent, LEASES) == []
-    assert agent.client.value(DHCP_ENABLED.instance) == b"True"
-    assert api.count(DHCP) == 1
-
 
 def test_a_table_is_fetched_again_after_its_lifetime(agent, api, clock):
     clock.align()
@@ -266,16 +234,6 @@ def test_a_table_is_fetched_again_after_its_lifetime(agent, api, clock):
     clock.advance(0.01)
     assert walk(agent, OPENVPN) == OPENVPN.expected(seen)
     assert api.count(OPENVPN.query) == 2
-
-
-def test_a_failed_fetch_empties_a_table_that_had_rows(agent, api, clock):
-    assert walk(agent, OPENVPN) == OPENVPN.expected()
-    clock.advance(CACHE_LIFETIME)
-    api.faults[OPENVPN.query] = faults.CUT_BODY
-    assert walk(agent, OPENVPN) == []
-    assert agent.take(ERROR) == PERFORM_FAILED * (api.count(OPENVPN.query) - 1)
-    api.faults.clear()
-    assert walk(agent, OPENVPN) == OPENVPN.expected()
 
 
 # --- rows that change under a walk --------------------------------------------------------------------------
