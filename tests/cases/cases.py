@@ -74,7 +74,7 @@ class Object(NamedTuple):
     """A scalar or a column."""
 
     name: str
-    arcs: Tuple[int, ...]  # below the arc of all objects; of a column, below its table's entry
+    arcs: Tuple[int, ...]  # below the arc of all objects
     syntax: str
     base: str
     query: Optional[str]  # None: answered without the API, in a table from the table's query

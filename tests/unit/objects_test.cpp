@@ -1,13 +1,18 @@
 // Every scalar and column of the MIB module, through the handlers that the entry registers: the cases of
 // tests/cases, and what holds for all objects alike.
 
+#include "zanproviders.h"
+
 #include "support/allocations.h"
 #include "support/apitest.h"
 #include "support/clock.h"
 #include "support/objects.h"
 
+#include <json/json.h>
+
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 using namespace zantest;
@@ -27,6 +32,12 @@ protected:
     static LogLines traceOf(const Object& object)
     {
         return object.path ? LogLines{executing(*object.path)} : LogLines{};
+    }
+
+    static const Object& objectNamed(const std::string& name)
+    {
+        return *std::find_if(allObjects().begin(), allObjects().end(),
+                             [&](const Object& object) { return object.name == name; });
     }
 
     /// The first case in which there is something to read.
@@ -80,12 +91,8 @@ TEST_P(CasesTest, ReadAsTold)
 
 TEST_F(ObjectsTest, RawZeroByteInATextOfTheAnswerIsKept)
 {
-    for (const Object& object : allObjects()) {
-        if (object.name == "zanRouterSerialNumber") {
-            freshResult(std::string("{\"system\": {\"deviceId\": \"a\0b\"}}", 31));
-            EXPECT_EQ(get(object), octets(std::string("a\0b", 3)));
-        }
-    }
+    freshResult(std::string("{\"system\": {\"deviceId\": \"a\0b\"}}", 31));
+    EXPECT_EQ(get(objectNamed("zanRouterSerialNumber")), octets(std::string("a\0b", 3)));
 }
 
 // Failures of the API.
@@ -147,6 +154,38 @@ TEST_F(ObjectsTest, WalkAsksEachQueryOnceAndLogsNothingElse)
     EXPECT_EQ(api().takePaths(), paths) << "after five seconds and more";
 }
 
+// The accessors of the queries, for those who want a whole result: each beside an object of its query.
+TEST_F(ObjectsTest, AccessorsGiveTheWholeResultOfTheirQuery)
+{
+    const std::vector<std::pair<bool (*)(Json::Value&), std::string>> accessors{
+        {zansnmp::systemData, "zanRouterSerialNumber"},
+        {zansnmp::wanManagerData, "zanWanManagerPriority"},
+        {zansnmp::radioData, "zanRadioIMSI"},
+        {zansnmp::cellularData, "zanCellularInterfaceDNS"},
+        {zansnmp::ethernetData, "zanEthernetInterfaceDNS"},
+        {zansnmp::wifiData, "zanWiFiInterfaceMode"},
+        {zansnmp::serialToIPData, "zanSerialToIPPort"},
+        {zansnmp::servicesData, "zanDNSWanServers"},
+        {zansnmp::dhcpData, "zanDHCPServerEnabled"},
+        {zansnmp::firewallData, "zanFirewallInputFilterRulesNumEnabled"},
+        {zansnmp::remoteAccessData, "zanRemoteAccessHTTPSessionTimeout"},
+    };
+    for (const auto& [accessor, name] : accessors) {
+        freshResult(R"({"any": ["member", 7]})");
+        Json::Value out;
+        EXPECT_TRUE(accessor(out)) << name;
+        EXPECT_EQ(out["any"][1], 7) << name;
+        out.clear(); // the caller's own
+        EXPECT_TRUE(accessor(out)) << name;
+        EXPECT_EQ(out["any"][0], "member") << name;
+        EXPECT_EQ(api().takePaths(), std::vector<std::string>{objectNamed(name).path.value()});
+        api().setReply(httpReply(R"({"code": 404, "result": {}})"));
+        passSeconds(5);
+        EXPECT_FALSE(accessor(out)) << name;
+        api().takePaths();
+    }
+}
+
 // The handlers of the scalars.
 
 TEST_F(ObjectsTest, GetSetsTheTypeAndTheLengthOfTheValue)
@@ -196,13 +235,11 @@ TEST_F(ObjectsTest, OnlyTheFirstRequestIsServed)
 TEST_F(ObjectsTest, WarmGetOfAShortTextAsksForNoMemory)
 {
     freshResult(R"({"system_capabilities": {"cell": true}, "stats_radio": {"imsi": "262"}})");
-    const std::vector<const Object*> scalars = allScalars();
-    const auto imsi = std::find_if(scalars.begin(), scalars.end(),
-                                   [](const Object* scalar) { return scalar->name == "zanRadioIMSI"; });
-    EXPECT_EQ(get(**imsi), octets("262"));
+    const Object& imsi = objectNamed("zanRadioIMSI");
+    EXPECT_EQ(get(imsi), octets("262"));
     Request request;
     const long before = allocationsMade();
-    handle(**imsi, MODE_GET, &request.info());
+    handle(imsi, MODE_GET, &request.info());
     EXPECT_EQ(allocationsMade(), before);
     EXPECT_EQ(request.cell(), octets("262"));
 }

@@ -28,12 +28,9 @@ int existingQueue()
 }
 
 /// Posts an event as another process of the router does.
-void post(int queue, long id, const std::string& body = "")
+void post(int queue, long id)
 {
-    std::vector<char> message(sizeof(long) + body.size());
-    std::memcpy(message.data(), &id, sizeof(long));
-    std::memcpy(message.data() + sizeof(long), body.data(), body.size());
-    ASSERT_EQ(msgsnd(queue, message.data(), body.size(), IPC_NOWAIT), 0) << "errno " << errno;
+    ASSERT_EQ(msgsnd(queue, &id, 0, IPC_NOWAIT), 0) << "errno " << errno;
 }
 
 std::string received(long id)
@@ -102,16 +99,6 @@ TEST_F(ReceiverTest, InitMakesTheQueueReadableAndWritableByAll)
     });
 }
 
-TEST_F(ReceiverTest, InitOpensAQueueThatIsThereWithItsMessages)
-{
-    inFreshProcess([this] {
-        const int made = msgget(key, IPC_CREAT | 0600);
-        post(made, 3);
-        EXPECT_TRUE(receiver.init(key, dispatcher));
-        EXPECT_EQ(receiver.getNextMsg(), 3);
-    });
-}
-
 TEST_F(ReceiverTest, InitFailsWhenTheQueueCannotBeOpened)
 {
     inFreshProcess([this] {
@@ -163,26 +150,6 @@ TEST_F(ReceiverTest, InitStoresTheDispatcherEvenWhenItFails)
 
 // One message.
 
-TEST_F(ReceiverTest, ClosedQueueHasNoMessages)
-{
-    inFreshProcess([this] {
-        EXPECT_EQ(receiver.getNextMsg(), 0);
-        EXPECT_TRUE(interposed().queueReads.empty());
-        EXPECT_TRUE(takeLog().empty());
-    });
-}
-
-TEST_F(ReceiverTest, EmptyQueueMakesNoLogLine)
-{
-    inFreshProcess([this] {
-        open();
-        EXPECT_EQ(receiver.getNextMsg(), 0);
-        receiver.consumeMessages();
-        EXPECT_TRUE(takeLog().empty());
-        EXPECT_TRUE(interposed().traps.empty());
-    });
-}
-
 TEST_F(ReceiverTest, ReadsTheHeaderOnlyWithoutWaiting)
 {
     inFreshProcess([this] {
@@ -207,19 +174,6 @@ TEST_F(ReceiverTest, MessageIsItsTypeAndIsTraced)
     });
 }
 
-TEST_F(ReceiverTest, BodyOfAnyLengthIsDiscarded)
-{
-    inFreshProcess([this] {
-        open();
-        for (const std::size_t length : {1U, 7U, 8U, 100U, 8192U}) {
-            post(queue, 4, std::string(length, 'x'));
-            EXPECT_EQ(receiver.getNextMsg(), 4) << length;
-            EXPECT_EQ(takeLog(), (LogLines{{7, received(4)}})) << length;
-            EXPECT_EQ(receiver.getNextMsg(), 0) << length;
-        }
-    });
-}
-
 TEST_F(ReceiverTest, ReadErrorsAreLoggedWithTheirNumber)
 {
     inFreshProcess([this] {
@@ -234,36 +188,6 @@ TEST_F(ReceiverTest, ReadErrorsAreLoggedWithTheirNumber)
         interposed().failQueueRead = ENOMSG;
         EXPECT_EQ(receiver.getNextMsg(), 0);
         EXPECT_TRUE(takeLog().empty());
-    });
-}
-
-TEST_F(ReceiverTest, RemovedQueueIsAReadErrorAtEveryRun)
-{
-    inFreshProcess([this] {
-        open();
-        ASSERT_EQ(msgctl(queue, IPC_RMID, nullptr), 0);
-        long type = 0;
-        ASSERT_EQ(msgrcv(queue, &type, 0, 0, IPC_NOWAIT), -1);
-        const std::string line = "failed to pull from message queue [errno=" + std::to_string(errno) + "]";
-        for (int run = 0; run < 2; ++run) {
-            receiver.consumeMessages();
-            EXPECT_EQ(takeLog(), (LogLines{{4, line}}));
-        }
-    });
-}
-
-TEST_F(ReceiverTest, QueueMadeAgainIsStillAReadError)
-{
-    inFreshProcess([this] {
-        open();
-        ASSERT_EQ(msgctl(queue, IPC_RMID, nullptr), 0);
-        const int again = msgget(key, IPC_CREAT | 0600);
-        post(again, 1);
-        receiver.consumeMessages();
-        const LogLines log = takeLog();
-        ASSERT_EQ(log.size(), 1U);
-        EXPECT_EQ(log.front().priority, 4);
-        EXPECT_TRUE(interposed().traps.empty());
     });
 }
 
@@ -294,34 +218,6 @@ TEST_F(ReceiverTest, ThreeMessagesAreDispatchedInTheOrderPosted)
         EXPECT_EQ(takeLog(), (LogLines{{7, received(9)}, {7, received(2)}, {7, received(5)}}));
         receiver.consumeMessages();
         EXPECT_EQ(notifiedEvents().size(), 3U);
-    });
-}
-
-TEST_F(ReceiverTest, UnknownIdsReachTheDispatcher)
-{
-    inFreshProcess([this] {
-        open();
-        post(queue, 12);
-        post(queue, 7);
-        receiver.consumeMessages();
-        EXPECT_EQ(
-            takeLog(),
-            (LogLines{{7, received(12)}, {4, "unknown notification received [12].\n"}, {7, received(7)}}));
-        EXPECT_EQ(notifiedEvents(), std::vector<long>{7});
-    });
-}
-
-TEST_F(ReceiverTest, DrainsAllThatWaits)
-{
-    inFreshProcess([this] {
-        open();
-        constexpr std::size_t count = 1000;
-        for (std::size_t i = 0; i < count; ++i) {
-            post(queue, static_cast<long>(i % 11) + 1);
-        }
-        receiver.consumeMessages();
-        EXPECT_EQ(notifiedEvents().size(), count);
-        EXPECT_EQ(interposed().queueReads.size(), count + 1);
     });
 }
 

@@ -61,20 +61,6 @@ std::string readHead(int connection)
     return head;
 }
 
-/// False when the client has gone.
-bool sendAll(int connection, const std::string& bytes)
-{
-    std::size_t sent = 0;
-    while (sent < bytes.size()) {
-        const ssize_t count = send(connection, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
-        if (count <= 0) {
-            return false;
-        }
-        sent += static_cast<std::size_t>(count);
-    }
-    return true;
-}
-
 /// What is asked for by "GET <path> HTTP/1.1".
 std::string pathOf(const std::string& head)
 {
@@ -87,33 +73,10 @@ std::string pathOf(const std::string& head)
 
 } // namespace
 
-Reply httpReply(const std::string& body, const std::string& status, const std::string& extraHeaders)
+std::string httpReply(const std::string& body, const std::string& status, const std::string& extraHeaders)
 {
-    return {{"HTTP/1.1 " + status + "\r\nContent-Type: application/json\r\n" + extraHeaders +
-             "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body}};
-}
-
-Reply chunkedReply(const std::vector<std::string>& chunks)
-{
-    Reply reply{{"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"}};
-    for (const std::string& chunk : chunks) {
-        std::ostringstream piece;
-        piece << std::hex << chunk.size() << "\r\n" << chunk << "\r\n";
-        reply.pieces.push_back(piece.str());
-    }
-    reply.pieces.emplace_back("0\r\n\r\n");
-    return reply;
-}
-
-Reply byteByByte(const Reply& reply)
-{
-    Reply bytes;
-    for (const std::string& piece : reply.pieces) {
-        for (const char byte : piece) {
-            bytes.pieces.emplace_back(1, byte);
-        }
-    }
-    return bytes;
+    return "HTTP/1.1 " + status + "\r\nContent-Type: application/json\r\n" + extraHeaders +
+           "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
 }
 
 std::string envelope(const std::string& result)
@@ -128,7 +91,7 @@ Fd::~Fd()
 
 ApiServer::ApiServer()
     : listener(listenOn(zansnmp::apiSocket)), started(checked(eventfd(0, EFD_CLOEXEC), "eventfd")),
-      stop(checked(eventfd(0, EFD_CLOEXEC), "eventfd")), repliesToAll{httpReply(envelope("{}"))},
+      stop(checked(eventfd(0, EFD_CLOEXEC), "eventfd")), nextReplies{httpReply(envelope("{}"))},
       thread([this] { serve(); })
 {
     eventfd_t times = 0;
@@ -143,22 +106,10 @@ ApiServer::~ApiServer()
     unlink(zansnmp::apiSocket);
 }
 
-void ApiServer::setReply(Reply reply)
+void ApiServer::setReplies(const std::vector<std::string>& replies)
 {
     const std::lock_guard lock(mutex);
-    repliesToAll = {std::move(reply)};
-}
-
-void ApiServer::setReplies(std::vector<Reply> replies)
-{
-    const std::lock_guard lock(mutex);
-    repliesToAll.assign(replies.rbegin(), replies.rend());
-}
-
-void ApiServer::setReply(const std::string& path, Reply reply)
-{
-    const std::lock_guard lock(mutex);
-    repliesTo[path] = std::move(reply);
+    nextReplies.assign(replies.rbegin(), replies.rend());
 }
 
 std::vector<std::string> ApiServer::takeRequests()
@@ -201,25 +152,24 @@ void ApiServer::serve()
 
 void ApiServer::answer(int connection)
 {
-    const std::string head = readHead(connection);
-    for (const std::string& piece : replyTo(head).pieces) {
-        if (!sendAll(connection, piece)) {
-            return;
+    const std::string bytes = replyTo(readHead(connection));
+    std::size_t sent = 0;
+    while (sent < bytes.size()) {
+        const ssize_t count = send(connection, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+        if (count <= 0) {
+            return; // the client has gone
         }
+        sent += static_cast<std::size_t>(count);
     }
 }
 
-Reply ApiServer::replyTo(const std::string& head)
+std::string ApiServer::replyTo(const std::string& head)
 {
     const std::lock_guard lock(mutex);
     requests.push_back(head);
-    const auto own = repliesTo.find(pathOf(head));
-    if (own != repliesTo.end()) {
-        return own->second;
-    }
-    Reply reply = repliesToAll.back();
-    if (repliesToAll.size() > 1) {
-        repliesToAll.pop_back();
+    std::string reply = nextReplies.back();
+    if (nextReplies.size() > 1) {
+        nextReplies.pop_back();
     }
     return reply;
 }

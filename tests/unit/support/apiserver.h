@@ -1,6 +1,5 @@
 #pragma once
 
-#include <map>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -8,22 +7,10 @@
 
 namespace zantest {
 
-/// The raw bytes that answer one request, sent piece by piece before the connection is closed.
-struct Reply {
-    std::vector<std::string> pieces;
-};
-
 /// An HTTP answer that announces the length of its body.
 /// @param extraHeaders  whole lines, each with its line end
-Reply httpReply(const std::string& body, const std::string& status = "200 OK",
-                const std::string& extraHeaders = "");
-
-/// An HTTP answer whose body arrives in chunks, as a server sends it that does not know the length
-/// beforehand.
-Reply chunkedReply(const std::vector<std::string>& chunks);
-
-/// The same bytes, each sent by itself.
-Reply byteByByte(const Reply& reply);
+std::string httpReply(const std::string& body, const std::string& status = "200 OK",
+                      const std::string& extraHeaders = "");
 
 /// The API's envelope around a `result`, given as JSON text, with `code` 200.
 std::string envelope(const std::string& result);
@@ -44,8 +31,7 @@ private:
 };
 
 /// The router's management API: a real HTTP server on the module's own socket path, in a thread, from
-/// construction to destruction. Outside that time the socket does not exist. Answers the path asked for if it
-/// was given a reply, else every path alike.
+/// construction to destruction. Outside that time the socket does not exist. Answers every path alike.
 class ApiServer {
 public:
     ApiServer();
@@ -54,13 +40,10 @@ public:
     ApiServer(const ApiServer&) = delete;
     ApiServer& operator=(const ApiServer&) = delete;
 
-    /// What to answer to every path without a reply of its own.
-    void setReply(Reply reply);
-    /// What to answer to the next requests without a reply of their own: these in turn, the last one for
-    /// good.
-    void setReplies(std::vector<Reply> replies);
-    /// What to answer to one path.
-    void setReply(const std::string& path, Reply reply);
+    /// The raw bytes that answer each request; none: the connection is closed without a word.
+    void setReply(const std::string& reply) { setReplies({reply}); }
+    /// What to answer to the next requests: these in turn, the last one for good.
+    void setReplies(const std::vector<std::string>& replies);
 
     /// The heads of all requests since the last call, as they came over the socket.
     std::vector<std::string> takeRequests();
@@ -70,15 +53,14 @@ public:
 private:
     void serve();
     void answer(int connection);
-    Reply replyTo(const std::string& head);
+    std::string replyTo(const std::string& head);
 
     Fd listener;
     Fd started; // an eventfd by which the thread tells that it is awake
     Fd stop;    // an eventfd that wakes the thread for its end
     std::mutex mutex;
-    std::vector<Reply> repliesToAll;        // under the mutex; the next one last
-    std::map<std::string, Reply> repliesTo; // under the mutex
-    std::vector<std::string> requests;      // under the mutex
+    std::vector<std::string> nextReplies; // under the mutex; the next one last
+    std::vector<std::string> requests;    // under the mutex
     std::thread thread;
 };
 

@@ -67,13 +67,10 @@ Interposed& interposed()
 
 void resetInterposed()
 {
-    Interposed& last = interposed();
-    if (!last.registerForReal) {
-        for (const Registered& registered : last.registered) {
-            release(registered);
-        }
+    for (const Registered& registered : interposed().registered) {
+        release(registered);
     }
-    last = Interposed();
+    interposed() = Interposed();
 }
 
 LogLines takeLog()
@@ -111,9 +108,6 @@ netsnmp_handler_registration* __real_netsnmp_create_handler_registration(const c
                                                                          const oid* arcs, std::size_t length,
                                                                          int modes);
 void __real_netsnmp_handler_registration_free(netsnmp_handler_registration* registration);
-int __real_netsnmp_register_read_only_scalar(netsnmp_handler_registration* registration);
-int __real_netsnmp_register_table_iterator(netsnmp_handler_registration* registration,
-                                           netsnmp_iterator_info* info);
 int __real_snmp_set_var_typed_value(netsnmp_variable_list* variable, u_char type, const void* value,
                                     std::size_t length);
 void __real_snmp_free_varbind(netsnmp_variable_list* list);
@@ -232,10 +226,8 @@ int __wrap_netsnmp_register_read_only_scalar(netsnmp_handler_registration* regis
 {
     const OwnAllocations own;
     journalize("register scalar ", registration->handlerName);
-    const int result = interposed().registerForReal ? __real_netsnmp_register_read_only_scalar(registration)
-                                                    : MIB_REGISTERED_OK;
-    interposed().registered.push_back({registration, nullptr, result});
-    return result;
+    interposed().registered.push_back({registration, nullptr});
+    return MIB_REGISTERED_OK;
 }
 
 int __wrap_netsnmp_register_table_iterator(netsnmp_handler_registration* registration,
@@ -243,11 +235,8 @@ int __wrap_netsnmp_register_table_iterator(netsnmp_handler_registration* registr
 {
     const OwnAllocations own;
     journalize("register table ", registration->handlerName);
-    const int result = interposed().registerForReal
-                           ? __real_netsnmp_register_table_iterator(registration, info)
-                           : MIB_REGISTERED_OK;
-    interposed().registered.push_back({registration, info, result});
-    return result;
+    interposed().registered.push_back({registration, info});
+    return MIB_REGISTERED_OK;
 }
 
 int __wrap_snmp_set_var_typed_value(netsnmp_variable_list* variable, u_char type, const void* value,

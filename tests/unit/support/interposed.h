@@ -52,7 +52,6 @@ struct Created {
 struct Registered {
     netsnmp_handler_registration* registration;
     netsnmp_iterator_info* info;
-    int result; ///< what the agent said to it
 };
 
 struct Alarm {
@@ -104,8 +103,7 @@ struct Interposed {
     bool failCreation = false;
     std::vector<Created> created;
     std::vector<netsnmp_handler_registration*> freedRegistrations;
-    bool registerForReal = false; ///< else the agent is not told, and reset() frees what it would own
-    std::vector<Registered> registered;
+    std::vector<Registered> registered; ///< the agent is not told, and reset() frees what it would own
 
     std::size_t failTypedValues = 0; ///< how many of the next values cannot be set, for want of memory
     std::vector<TypedValue> typedValues;

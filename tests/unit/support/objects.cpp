@@ -33,10 +33,11 @@ std::vector<Object> readObjects()
     file >> document;
     std::vector<Object> objects;
     for (const Json::Value& each : document["objects"]) {
-        Object object{each["name"].asString(),  {}, typeOf(each["base"].asString()), {},
-                      each["table"].asString(), {}};
+        Object object{each["name"].asString(),         {1, 3, 6, 1, 4, 1, ZAN_ENTERPRISE_NUMBER, 14, 1, 1},
+                      typeOf(each["base"].asString()), {},
+                      each["table"].asString(),        {}};
         for (const Json::Value& arc : each["arcs"]) {
-            object.arcs.push_back(arc.asUInt());
+            object.oid.push_back(arc.asUInt());
         }
         if (!each["query"].isNull()) {
             object.path = each["query"].asString();

@@ -19,13 +19,13 @@ struct Case {
 /// A scalar or a column, as the MIB module has it.
 struct Object {
     std::string name;
-    Oid arcs; ///< below root.1, without the instance
+    Oid oid; ///< without the instance
     int type;
     std::optional<std::string> path; ///< of its query; none for a scalar that is answered without the API
     std::string table;               ///< of a column; empty for a scalar
     std::vector<Case> cases;
 
-    unsigned column() const { return static_cast<unsigned>(arcs.back()); }
+    unsigned column() const { return static_cast<unsigned>(oid.back()); }
     /// What it reads when the API gives nothing; a table has no rows then.
     Cell fallback() const;
 };

@@ -1,5 +1,7 @@
 #include "support/tables.h"
 
+#include "support/objects.h"
+
 #include "zandhcpserver.h"
 #include "zangre.h"
 #include "zanipsec.h"
@@ -7,119 +9,82 @@
 #include "zanrsyslog.h"
 #include "zanstaticroutes.h"
 
+#include <algorithm>
 #include <ostream>
+#include <regex>
 #include <stdexcept>
-#include <utility>
 
 namespace zantest {
 
 namespace {
 
-/// A JSON array of `before`, the number and `after` for each number.
-std::string arrayOf(const std::vector<int>& rows, const std::string& before, const std::string& after)
+/// The first column of a table.
+std::vector<Object>::const_iterator firstColumnOf(const TableUnderTest& table)
 {
-    std::string list;
-    for (const int row : rows) {
-        list += (list.empty() ? "" : ", ") + before + std::to_string(row) + after;
-    }
-    return "[" + list + "]";
-}
-
-std::string namedRows(const char* member, const std::vector<int>& rows)
-{
-    return "{\"" + std::string(member) +
-           "\": " + arrayOf(rows, R"({"name": "row )", R"(", "enabled": true})") + "}";
-}
-
-std::string leases(const std::vector<int>& rows)
-{
-    return R"({"dhcp": {"leases": )" + arrayOf(rows, R"({"ip": "192.168.1.)", R"("})") + "}}";
-}
-
-/// This table has one row at most: of any number of rows the first counts.
-std::string syslog(const std::vector<int>& rows)
-{
-    if (rows.empty()) {
-        throw std::invalid_argument("this table is never empty");
-    }
-    return R"({"syslog": {"ipAddress": "10.0.0.)" + std::to_string(rows.front()) + R"("}})";
+    const std::vector<Object>& objects = allObjects();
+    return std::find_if(objects.begin(), objects.end(),
+                        [&](const Object& object) { return object.table == table.name; });
 }
 
 } // namespace
 
+Oid TableUnderTest::oid() const
+{
+    const Oid column = firstColumnOf(*this)->oid;
+    return {column.begin(), column.end() - 2}; // without the arcs of the entry and of the column
+}
+
+unsigned TableUnderTest::columns() const
+{
+    return static_cast<unsigned>(
+        std::count_if(allObjects().begin(), allObjects().end(),
+                      [this](const Object& object) { return object.table == name; }));
+}
+
+std::string TableUnderTest::path() const
+{
+    return firstColumnOf(*this)->path.value();
+}
+
+std::string TableUnderTest::resultWithRows(const std::vector<int>& rows) const
+{
+    std::string list;
+    for (const int row : rows) {
+        const std::string text = "\"row " + std::to_string(row) + "\"";
+        list += list.empty() ? "" : ", ";
+        list += "{\"name\": " + text + ", \"ip\": " + text + ", \"ipAddress\": " + text + "}";
+    }
+    // The one row of the syslog table is no element of an array.
+    return std::regex_replace(result, std::regex("@"), this == &syslogTable ? list : "[" + list + "]");
+}
+
 // The names of a table's functions can only be put together by the preprocessor.
-#define ZAN_HOOKS(name)                                                                                      \
+#define ZAN_TABLE(name, sourceTag, allocationCaller, result)                                                 \
     {                                                                                                        \
-        name##_get_first_data_point, name##_get_next_data_point, name##_context_convert_function,            \
-            name##_data_free, name##_loop_free, name##_handler                                               \
+#name, sourceTag, "malloc failed in " allocationCaller, result, zansnmp::init_##name,                \
+        {                                                                                                    \
+            name##_get_first_data_point, name##_get_next_data_point, name##_context_convert_function,        \
+                name##_data_free, name##_loop_free, name##_handler                                           \
+        }                                                                                                    \
     }
 
-const TableUnderTest openVpnTable{
-    "zanOpenVpnTunnelsTable",
-    "zanopenvpn",
-    "malloc failed in init_zanOpenVpnTunnelsTable",
-    {18, 3, 1},
-    3,
-    "/api?fields=ovpnTunnels",
-    zansnmp::init_zanOpenVpnTunnelsTable,
-    ZAN_HOOKS(zanOpenVpnTunnelsTable),
-    [](const std::vector<int>& rows) { return namedRows("ovpnTunnels", rows); }};
-
-const TableUnderTest ipsecTable{"zanIpsecTunnelsTable",
-                                "zanipsec",
-                                "malloc failed in init_zanIpsecTunnelsTable",
-                                {18, 2, 1},
-                                3,
-                                "/api?fields=ipsecTunnels",
-                                zansnmp::init_zanIpsecTunnelsTable,
-                                ZAN_HOOKS(zanIpsecTunnelsTable),
-                                [](const std::vector<int>& rows) { return namedRows("ipsecTunnels", rows); }};
-
-const TableUnderTest greTable{"zanGreTunnelsTable",
-                              "zangre",
-                              "malloc failed in init_zanGreTunnelsTable",
-                              {18, 1, 1},
-                              3,
-                              "/api?fields=greTunnels",
-                              zansnmp::init_zanGreTunnelsTable,
-                              ZAN_HOOKS(zanGreTunnelsTable),
-                              [](const std::vector<int>& rows) { return namedRows("greTunnels", rows); }};
-
-const TableUnderTest staticRoutesTable{
-    "zanStaticRoutesTable",
-    "zanstaticroutes",
-    "malloc failed in init_zanStaticRoutesTable",
-    {17, 1},
-    3,
-    "/api?fields=routes",
-    zansnmp::init_zanStaticRoutesTable,
-    ZAN_HOOKS(zanStaticRoutesTable),
-    [](const std::vector<int>& rows) { return namedRows("routes", rows); }};
-
-const TableUnderTest leasesTable{"zanDHCPServerLeasesTable",
-                                 "zandhcpserver",
-                                 "malloc failed in init_zanDHCPServerLeasesTable",
-                                 {11, 1, 2},
-                                 4,
-                                 "/api?fields=dhcp",
-                                 zansnmp::init_zanDHCPServerLeasesTable,
-                                 ZAN_HOOKS(zanDHCPServerLeasesTable),
-                                 leases};
-
+const TableUnderTest openVpnTable ZAN_TABLE(zanOpenVpnTunnelsTable, "zanopenvpn",
+                                            "init_zanOpenVpnTunnelsTable", R"({"ovpnTunnels": @})");
+const TableUnderTest ipsecTable ZAN_TABLE(zanIpsecTunnelsTable, "zanipsec", "init_zanIpsecTunnelsTable",
+                                          R"({"ipsecTunnels": @})");
+const TableUnderTest greTable ZAN_TABLE(zanGreTunnelsTable, "zangre", "init_zanGreTunnelsTable",
+                                        R"({"greTunnels": @})");
+const TableUnderTest staticRoutesTable ZAN_TABLE(zanStaticRoutesTable, "zanstaticroutes",
+                                                 "init_zanStaticRoutesTable", R"({"routes": @})");
+const TableUnderTest leasesTable ZAN_TABLE(zanDHCPServerLeasesTable, "zandhcpserver",
+                                           "init_zanDHCPServerLeasesTable", R"({"dhcp": {"leases": @}})");
 // The message names the table and not its initialiser, unlike the other five.
-const TableUnderTest syslogTable{"zanRemoteSyslogDestTable",
-                                 "zanrsyslog",
-                                 "malloc failed in zanRemoteSyslogDestTable",
-                                 {20, 1},
-                                 6,
-                                 "/api?fields=syslog",
-                                 zansnmp::init_zanRemoteSyslogDestTable,
-                                 ZAN_HOOKS(zanRemoteSyslogDestTable),
-                                 syslog};
+const TableUnderTest syslogTable ZAN_TABLE(zanRemoteSyslogDestTable, "zanrsyslog", "zanRemoteSyslogDestTable",
+                                           R"({"syslog": @})");
 
 std::vector<const TableUnderTest*> allTables()
 {
-    return {&openVpnTable, &ipsecTable, &greTable, &staticRoutesTable, &leasesTable, &syslogTable};
+    return {&ipsecTable, &greTable, &openVpnTable, &staticRoutesTable, &leasesTable, &syslogTable};
 }
 
 std::ostream& operator<<(std::ostream& out, const Cell& cell)
@@ -291,7 +256,7 @@ Cell getCell(const TableUnderTest& table, unsigned column, long index)
 std::vector<Cell> getRow(const TableUnderTest& table, long index)
 {
     std::vector<Cell> cells;
-    for (unsigned column = 1; column <= table.columns; ++column) {
+    for (unsigned column = 1; column <= table.columns(); ++column) {
         cells.push_back(getCell(table, column, index));
     }
     return cells;

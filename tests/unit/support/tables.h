@@ -13,18 +13,20 @@
 
 namespace zantest {
 
-/// A table as a manager and the agent see it: its names, messages and hooks.
+/// A table as the agent sees it: its names, messages and hooks. Managers' view of it is the MIB module's.
 struct TableUnderTest {
     const char* name;
     const char* sourceTag;
     const char* allocationMessage;
-    Oid arcs; ///< below root.1
-    unsigned columns;
-    const char* path; ///< of its query
+    const char* result; ///< JSON text, with @ for the rows
     void (*init)();
     zansnmp::TableHooks hooks;
-    /// The `result` (JSON text) that gives the table rows made of these numbers.
-    std::string (*resultWithRows)(const std::vector<int>& rows);
+
+    Oid oid() const;
+    unsigned columns() const;
+    std::string path() const; ///< of its query
+    /// The `result` that gives the table rows made of these numbers.
+    std::string resultWithRows(const std::vector<int>& rows) const;
 };
 
 extern const TableUnderTest openVpnTable;
@@ -34,7 +36,7 @@ extern const TableUnderTest staticRoutesTable;
 extern const TableUnderTest leasesTable;
 extern const TableUnderTest syslogTable;
 
-/// All six.
+/// All six, in the order of their registration.
 std::vector<const TableUnderTest*> allTables();
 
 /// What a variable holds: "text" for an OCTET STRING, the decimal digits for a number, nothing for the rest.
