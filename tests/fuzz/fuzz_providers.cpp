@@ -26,13 +26,12 @@ struct Value {
 
 Value get(netsnmp_handler_registration* scalar)
 {
-    Variable variable;
-    netsnmp_request_info request{};
-    request.requestvb = variable.get();
+    HandlerRequest request;
     AgentRequest info(MODE_GET);
-    require(scalar->handler->access_method(scalar->handler, scalar, info.get(), &request) == SNMP_ERR_NOERROR,
+    require(scalar->handler->access_method(scalar->handler, scalar, info.get(), &request.info()) ==
+                SNMP_ERR_NOERROR,
             "a GET answers an error");
-    const netsnmp_variable_list& answer = *variable.get();
+    const netsnmp_variable_list& answer = request.variable();
     return {answer.type, std::string(reinterpret_cast<const char*>(answer.val.string), answer.val_len)};
 }
 

@@ -49,38 +49,21 @@ const Json::Value* rowsOf(std::size_t table, const Json::Value& rows)
     return table == syslogTable ? nullptr : &rows;
 }
 
-/// A request that reaches a table's handler, with what the helpers in front of it attach.
-class HandlerRequest {
-public:
-    HandlerRequest(int mode, void* context, unsigned column) : info(mode)
-    {
-        request.requestvb = variable.get();
-        cell.colnum = column;
-        if (context != nullptr) {
-            netsnmp_request_add_list_data(&request,
-                                          netsnmp_create_data_list(TABLE_ITERATOR_NAME, context, nullptr));
-        }
-        netsnmp_request_add_list_data(&request, netsnmp_create_data_list(TABLE_HANDLER_NAME, &cell, nullptr));
+/// Sends a table's handler a request as the helpers in front of it leave it.
+/// @return the type of the answer; ASN_NULL when the handler left the variable alone
+u_char send(const Table& table, int mode, void* context, unsigned column)
+{
+    HandlerRequest request;
+    if (context != nullptr) {
+        request.setRow(context);
     }
-    ~HandlerRequest() { netsnmp_free_request_data_sets(&request); }
-    HandlerRequest(const HandlerRequest&) = delete;
-    HandlerRequest& operator=(const HandlerRequest&) = delete;
-
-    /// The type of the answer, ASN_NULL when the handler left the variable alone.
-    u_char send(const Table& table)
-    {
-        netsnmp_mib_handler* handler = moduleHandler(table.registration);
-        const int status = handler->access_method(handler, table.registration, info.get(), &request);
-        require(status == SNMP_ERR_NOERROR, "a table's handler answers an error");
-        return variable.get()->type;
-    }
-
-private:
-    Variable variable;
-    netsnmp_request_info request{};
-    AgentRequest info;
-    netsnmp_table_request_info cell{};
-};
+    request.setColumn(column);
+    AgentRequest info(mode);
+    netsnmp_mib_handler* handler = moduleHandler(table.registration);
+    const int status = handler->access_method(handler, table.registration, info.get(), &request.info());
+    require(status == SNMP_ERR_NOERROR, "a table's handler answers an error");
+    return request.variable().type;
+}
 
 /// One walk through the hooks.
 class Walk {
@@ -114,14 +97,13 @@ public:
         void* context = table.iterator->make_data_context(loop, table.iterator);
         require((context != nullptr) == atRow(), "a data context without a row, or none with one");
         const bool known = column >= 1 && column <= types.size();
-        const u_char type = HandlerRequest(MODE_GET, context, column).send(table);
+        const u_char type = send(table, MODE_GET, context, column);
         if (context == nullptr) {
             require(type == SNMP_NOSUCHINSTANCE, "a cell of no row");
         } else {
             require(type == (known ? types[column - 1] : ASN_NULL),
                     "a cell of another type than its column's");
-            require(HandlerRequest(MODE_SET_RESERVE1, context, column).send(table) == ASN_NULL,
-                    "a SET is answered");
+            require(send(table, MODE_SET_RESERVE1, context, column) == ASN_NULL, "a SET is answered");
             table.iterator->free_data_context(context, table.iterator);
         }
     }

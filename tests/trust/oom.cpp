@@ -53,15 +53,15 @@ auto inside(const Call& call)
 }
 
 /// The value of a variable, encoded as the agent would send it, so that a half-made one is noticed.
-std::string encoded(netsnmp_variable_list* variable)
+std::string encoded(const netsnmp_variable_list& variable)
 {
     u_char* packet = nullptr;
     std::size_t size = 0;
     std::size_t used = 0;
     const oid name[] = {1, 3};
     std::size_t nameLength = std::size(name);
-    if (snmp_realloc_rbuild_var_op(&packet, &size, &used, 1, name, &nameLength, variable->type,
-                                   variable->val.string, variable->val_len) == 0) {
+    if (snmp_realloc_rbuild_var_op(&packet, &size, &used, 1, name, &nameLength, variable.type,
+                                   variable.val.string, variable.val_len) == 0) {
         std::free(packet);
         return "not to be encoded";
     }
@@ -71,19 +71,17 @@ std::string encoded(netsnmp_variable_list* variable)
 }
 
 /// The answer of a handler to a GET.
-std::string answer(netsnmp_handler_registration* registration, netsnmp_request_info& request)
+std::string answer(netsnmp_handler_registration* registration, HandlerRequest& request)
 {
-    Variable variable;
-    request.requestvb = variable.get();
     AgentRequest info(MODE_GET);
     netsnmp_mib_handler* handler = moduleHandler(registration);
-    inside([&] { return handler->access_method(handler, registration, info.get(), &request); });
-    return encoded(variable.get());
+    inside([&] { return handler->access_method(handler, registration, info.get(), &request.info()); });
+    return encoded(request.variable());
 }
 
 Outcome get(std::size_t scalar)
 {
-    netsnmp_request_info request{};
+    HandlerRequest request;
     return {answer(scalars()[scalar], request)};
 }
 
@@ -103,16 +101,12 @@ std::string cellOf(const Table& table, void* loop, unsigned column)
 {
     netsnmp_iterator_info* hooks = table.iterator;
     void* context = inside([&] { return hooks->make_data_context(loop, hooks); });
-    netsnmp_request_info request{};
-    netsnmp_table_request_info cell{};
-    cell.colnum = column;
+    HandlerRequest request;
     if (context != nullptr) {
-        netsnmp_request_add_list_data(&request,
-                                      netsnmp_create_data_list(TABLE_ITERATOR_NAME, context, nullptr));
+        request.setRow(context);
     }
-    netsnmp_request_add_list_data(&request, netsnmp_create_data_list(TABLE_HANDLER_NAME, &cell, nullptr));
+    request.setColumn(column);
     std::string outcome = answer(table.registration, request);
-    netsnmp_free_request_data_sets(&request);
     hooks->free_data_context(context, hooks);
     return outcome;
 }
@@ -200,7 +194,7 @@ bool standsForNone(const std::string& value)
         const auto add = [&](u_char type, const void* bytes, std::size_t size) {
             Variable variable;
             snmp_set_var_typed_value(variable.get(), type, bytes, size);
-            made.push_back(encoded(variable.get()));
+            made.push_back(encoded(*variable.get()));
         };
         const long zero = 0;
         const long minusOne = -1;

@@ -100,18 +100,4 @@ inline void require(bool holds, const char* what)
     }
 }
 
-/// A variable of a request: owns what the library allocates in it.
-class Variable {
-public:
-    Variable() { variable.type = ASN_NULL; }
-    ~Variable() { snmp_reset_var_buffers(&variable); }
-    Variable(const Variable&) = delete;
-    Variable& operator=(const Variable&) = delete;
-
-    netsnmp_variable_list* get() { return &variable; }
-
-private:
-    netsnmp_variable_list variable{};
-};
-
 } // namespace world

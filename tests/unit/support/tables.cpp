@@ -122,42 +122,17 @@ zansnmp::ZanTableRowContext rowContext(std::int32_t position, const Json::Value&
     return {position, std::make_shared<const Json::Value>(content)};
 }
 
-Request::Request()
-{
-    variable.type = ASN_NULL;
-    request.requestvb = &variable;
-}
-
-Request::~Request()
-{
-    netsnmp_free_request_data_sets(&request);
-    snmp_free_var_internals(&variable);
-}
-
-void Request::setRow(void* rowContext)
-{
-    netsnmp_request_add_list_data(&request,
-                                  netsnmp_create_data_list(TABLE_ITERATOR_NAME, rowContext, nullptr));
-}
-
-void Request::setColumn(unsigned column)
-{
-    tableInfo.colnum = column;
-    netsnmp_request_add_list_data(&request,
-                                  netsnmp_create_data_list(TABLE_HANDLER_NAME, &tableInfo, nullptr));
-}
-
 Cell Request::cell() const
 {
-    switch (variable.type) {
+    switch (variable().type) {
     case ASN_OCTET_STR:
-        return octets({reinterpret_cast<const char*>(variable.val.string), variable.val_len});
+        return octets({reinterpret_cast<const char*>(variable().val.string), variable().val_len});
     case ASN_INTEGER:
-        return integer(*variable.val.integer);
+        return integer(*variable().val.integer);
     case ASN_TIMETICKS:
-        return timeTicks(static_cast<unsigned long>(*variable.val.integer));
+        return timeTicks(static_cast<unsigned long>(*variable().val.integer));
     default:
-        return {variable.type, ""};
+        return {variable().type, ""};
     }
 }
 

@@ -58,27 +58,10 @@ Cell noSuchInstance();
 /// The context of a row with this content, at this position of its array.
 zansnmp::ZanTableRowContext rowContext(std::int32_t position, const Json::Value& content);
 
-/// A request for one cell, as it reaches a table's handler.
-class Request {
+/// A request, and what it was answered.
+class Request : public HandlerRequest {
 public:
-    Request();
-    ~Request();
-
-    Request(const Request&) = delete;
-    Request& operator=(const Request&) = delete;
-
-    /// Attaches the row context that the iterator helper has chosen; not owned.
-    void setRow(void* rowContext);
-    /// Attaches the table helper's idea of the cell.
-    void setColumn(unsigned column);
-
-    netsnmp_request_info& info() { return request; }
     Cell cell() const;
-
-private:
-    netsnmp_request_info request{};
-    netsnmp_variable_list variable{};
-    netsnmp_table_request_info tableInfo{};
 };
 
 /// All the modes of the agent but MODE_GET, and one of no agent.
