@@ -3,7 +3,7 @@
 import os
 import signal
 from pathlib import Path
-from typing import Callable, Iterator, List
+from typing import Callable, Iterator, List, Set, Tuple
 
 import pytest
 
@@ -13,6 +13,8 @@ from harness.router import router
 
 _AGENTS: List[Agent] = []
 _APIS: List[Api] = []
+_FIGURES: List[Tuple[str, str, str]] = []  # the test's node, what it did, what came out
+_FAILED: Set[str] = set()
 
 
 def pytest_configure(config) -> None:
@@ -34,10 +36,24 @@ def pytest_collection_modifyitems(config, items: List[pytest.Item]) -> None:
 def pytest_runtest_makereport(item, call):
     report = (yield).get_result()
     if report.failed:
+        _FAILED.add(item.nodeid)
         for agent in _AGENTS:
             report.sections.append((f"agent in {agent.folder}", agent.report()))
         for api in _APIS:
             report.sections.append(("last API requests", "\n".join(api.targets()[-40:])))
+
+
+def pytest_terminal_summary(terminalreporter) -> None:
+    """What was measured, for a reader and for scripts/prove."""
+    for node, what, figures in _FIGURES:
+        result = "FAILED" if node in _FAILED else "passed"
+        terminalreporter.write_line(f"measured: {what} | {result} | {figures}")
+
+
+@pytest.fixture
+def measured(request: pytest.FixtureRequest) -> Callable[[str, str], None]:
+    """Takes what was done and how much of it, and the figures that came out, separated by semicolons."""
+    return lambda what, figures: _FIGURES.append((request.node.nodeid, what, figures))
 
 
 @pytest.fixture(scope="session")

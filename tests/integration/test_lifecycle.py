@@ -1,16 +1,16 @@
-"""The module's life in the agent: reloads, an API that comes and goes, the end, and a long life."""
+"""The module's life in the agent: reloads, an API that comes and goes, and the end."""
 
 import signal
 import threading
 
 import pytest
 
-from harness import (ALARM_PERIOD, CACHE_LIFETIME, DEBUG, ERROR, EVERYTHING, EXACT_MEMORY, HEAP_SLACK,
-                     OBJECTS, WARNING, SnmpError, SnmpTimeout, deadline, faults)
+from harness import (CACHE_LIFETIME, DEBUG, ERROR, EVERYTHING, OBJECTS, WARNING, SnmpError, SnmpTimeout,
+                     deadline, faults)
 from harness.hosted import in_process_only
 from harness.messages import (COMPLETE, NO_QUEUE, PARSE_FAILED, PERFORM_FAILED, PULL_FAILED, SWITCH_UNREAD,
                               TRAPS_DISABLED, executing, received)
-from harness.router import QUERIES, SCALAR, SYSTEM, TABLES, TRAPS_SWITCH, expected_tree, router, triples
+from harness.router import SCALAR, TABLES, TRAPS_SWITCH, expected_tree, triples
 from harness.snmp import GETBULK, NULL, SYS_UPTIME, encode
 
 SERIAL_NUMBER = SCALAR["zanRouterSerialNumber"]
@@ -20,12 +20,6 @@ def assert_serves_everything(agent, clock) -> None:
     """A fresh walk is the expected tree."""
     clock.advance(CACHE_LIFETIME)
     assert triples(agent.client.walk(OBJECTS, max_repetitions=50)) == expected_tree()
-
-
-def mapped_modules(agent) -> int:
-    """How many mappings the agent has of the module's file."""
-    with open(f"/proc/{agent.pid}/maps", encoding="ascii", errors="replace") as file:
-        return sum("zansnmpext" in line for line in file)
 
 
 # --- the configuration read again ---------------------------------------------------------------------------
@@ -63,20 +57,6 @@ def test_reloads_leave_one_alarm(make_agent, api, queue):
     agent.mark()
     agent.fire_alarm()
     assert agent.take(WARNING) == PULL_FAILED
-
-
-def test_reloads_gain_neither_descriptors_nor_mappings_nor_memory(make_agent, api, queue):
-    # A trap destination would cost the agent a socket at each reload, with or without the module.
-    agent = make_agent(trap_port=None).start()
-    for _ in range(3):
-        agent.hup()
-    before = (agent.descriptors(), mapped_modules(agent))
-    memory = agent.rss()
-    for _ in range(10):
-        agent.hup()
-    assert (agent.descriptors(), mapped_modules(agent)) == before
-    if EXACT_MEMORY:
-        assert agent.rss() - memory < HEAP_SLACK
 
 
 def test_a_reload_without_the_api_leaves_the_switch_as_it_was(make_agent, api, queue, traps, clock):
@@ -331,46 +311,3 @@ def test_sigterm_with_events_waiting_leaves_them_to_the_next_life(make_agent, ap
     agent.start()
     agent.fire_alarm()
     assert traps.events() == [1, 2, 3]
-
-
-# --- a long life --------------------------------------------------------------------------------------------
-
-def test_two_hours_of_life_leave_memory_and_descriptors_flat(make_agent, api, queue, traps, clock):
-    """1440 alarms at their five seconds, a walk with all caches expired at each; failures and events, too.
-
-    An emulated agent, or one whose allocations are followed one by one, lives for ten minutes.
-    """
-    agent = make_agent().start()
-    troubles = [faults.CLOSED, faults.CUT_BODY, faults.NOT_HTTP, faults.body_instead("garbage", b"{]"),
-                faults.body_instead("bad code", b'{"code": 500, "result": {}}'),
-                faults.body_instead("silent", b'{"code": "x", "result": {}}')]
-    changed = router()
-    changed["ovpnTunnels"] = [{"name": f"tunnel {i}", "enabled": True} for i in range(40)]
-    trees = {False: len(expected_tree()), True: len(expected_tree()) + 3 * 38}
-    expected_events = []
-    settled = None
-    for alarm in range((7200 if EXACT_MEMORY else 600) // ALARM_PERIOD):
-        clock.advance(CACHE_LIFETIME)
-        larger = alarm % 5 == 4
-        api.fields = changed if larger else router()
-        api.fault = troubles[alarm // 7 % len(troubles)] if alarm % 7 == 6 else None
-        tree = agent.client.walk(OBJECTS, max_repetitions=100)
-        assert len(tree) == trees[larger] or api.fault
-        if alarm % 3 == 0:
-            expected_events.append(alarm % 11 + 1)
-            queue.post(expected_events[-1], b"x" * (alarm % 50))
-        agent.fire_alarm()
-        if alarm == 80:
-            settled = (agent.rss(), agent.descriptors(), mapped_modules(agent))
-    api.fault = None
-    memory, descriptors, mappings = settled
-    assert (agent.descriptors(), mapped_modules(agent)) == (descriptors, mappings)
-    if EXACT_MEMORY:
-        assert agent.rss() - memory < HEAP_SLACK
-    assert traps.events() == expected_events
-    api.fields = router()
-    assert_serves_everything(agent, clock)
-    api.requests.clear()
-    clock.advance(CACHE_LIFETIME)
-    agent.client.walk(OBJECTS, max_repetitions=100)
-    assert sorted(api.targets()) == QUERIES and api.count(SYSTEM) == 1

@@ -9,7 +9,7 @@ from .events import EventQueue, QueueState, kernel_limit
 from .hosted import HOSTED, HostedAgent
 from .settings import (ALARM_PERIOD, CACHE_LIFETIME, ENTERPRISE_NUMBER, EXACT_MEMORY, HEAP_SLACK, MODULE,
                        MODULE_ROOT, NOTIFICATIONS, OBJECTS, SOCKET_PATH, SOURCE_ROOT, TIME_SCALE,
-                       deadline, long_size)
+                       deadline, lasting, long_size)
 from .snmp import SnmpClient, SnmpError, SnmpTimeout, VarBind
 from .traps import Trap, TrapListener
 
@@ -23,5 +23,5 @@ __all__ = [
     "INFO", "MODULE", "MODULE_ROOT", "NOTIFICATIONS", "OBJECTS", "QueueState", "Request", "SOCKET_PATH",
     "SOURCE_ROOT", "SnmpClient", "SnmpError", "SnmpTimeout", "TIME_SCALE", "Trap", "TrapListener",
     "V3_AUTH", "V3_PRIV", "V3_USER", "VarBind", "WARNING", "deadline", "envelope", "faults",
-    "http_answer", "kernel_limit", "long_size",
+    "http_answer", "kernel_limit", "lasting", "long_size",
 ]

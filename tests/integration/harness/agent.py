@@ -297,6 +297,15 @@ class Agent:
         self.wait_for(counted_asleep, "the agent to be idle")
         return kinds
 
+    def peak(self) -> int:
+        """The most resident memory that it has ever had, in bytes."""
+        return int(self._status()["VmHWM"].split()[0]) * 1024
+
+    def mappings(self) -> int:
+        """How often the agent has a file, or a part of one, mapped."""
+        with open(f"/proc/{self.pid}/maps", encoding="ascii", errors="replace") as file:
+            return sum("/" in line for line in file)
+
     def _status(self) -> Dict[str, str]:
         with open(f"/proc/{self.pid}/status", encoding="ascii") as file:
             return dict(line.split(":", 1) for line in file)

@@ -34,6 +34,14 @@ SOCKET_PATH = "/var/run/api/http.sock"
 CACHE_LIFETIME = 5
 ALARM_PERIOD = 5
 
+#: How much of the long tests is run, in percent of their whole length; without it, their short forms.
+LENGTH = float(os.environ.get("ZAN_LENGTH") or 0)
+
+
+def lasting(short: int, whole: int) -> int:
+    """How often, or how long, a long test does what it does."""
+    return max(short if EXACT_MEMORY else short // 5, round(whole * LENGTH / 100))
+
 
 def long_size() -> int:
     """Bytes of the agent's long, from the class of the module's ELF header."""

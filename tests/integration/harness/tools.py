@@ -21,10 +21,10 @@ FORMAT = ["-On", "-Ot", "-Oe"]
 
 
 def run(tool: str, agent: Agent, login: Sequence[str], *arguments: str,
-        check: bool = True) -> subprocess.CompletedProcess:
+        check: bool = True, form: Sequence[str] = FORMAT) -> subprocess.CompletedProcess:
     """Run one of the tools against an agent."""
     address = f"127.0.0.1:{agent.port}"
-    command = [tool, *login, *FORMAT, "-t", str(deadline(5)), "-r", "0", address, *arguments]
+    command = [tool, *login, *form, "-t", str(deadline(5)), "-r", "0", address, *arguments]
     environment = {**os.environ, "MIBS": "", "SNMP_PERSISTENT_DIR": str(agent.folder / "tools"),
                    "SNMPCONFPATH": str(agent.folder)}
     return subprocess.run(command, env=environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
