@@ -101,11 +101,12 @@ class Calls:
 
 
 @pytest.fixture
-def calls(tmp_path: Path) -> Iterator[Calls]:
+def calls(tmp_path: Path, measured, request) -> Iterator[Calls]:
     """The calls of the test's agents; at the end, how many have failed."""
     calls = Calls(tmp_path)
     yield calls
-    print(f"{calls.points} points")
+    operation = request.node.name.partition("_")[2].replace("_", " ")
+    measured(f"calls that fail {operation}", f"{calls.points} points")
     assert calls.points > 20
 
 
