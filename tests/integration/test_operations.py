@@ -147,10 +147,9 @@ class LoggingAgent(Agent):
 
     log_option = ""
 
-    def command(self) -> List[str]:
-        """The command line with that option in place of the log files."""
-        command = super().command()
-        return [*command[:command.index("-LF")], self.log_option]
+    def log_options(self) -> List[str]:
+        """That option; where it says the system's log, that is the real one."""
+        return [self.log_option]
 
     def output(self) -> bytes:
         """What has come out of its standard output."""
@@ -160,7 +159,7 @@ class LoggingAgent(Agent):
 @pytest.fixture
 def logging_agent(tmp_path, traps):
     """Starts an agent with a log option, and ends it."""
-    agent = LoggingAgent(tmp_path / "agent", trap_port=traps.port)
+    agent = LoggingAgent(tmp_path / "agent", trap_port=traps.port, environment={"ZAN_SYSTEM_LOG": ""})
 
     def start(option: str) -> LoggingAgent:
         agent.log_option = option

@@ -2,6 +2,7 @@
 
 import itertools
 import os
+import re
 import shlex
 import signal
 import socket
@@ -10,7 +11,7 @@ import time
 from pathlib import Path
 from typing import Callable, Dict, List, Mapping, Optional, Sequence, Union
 
-from . import sanitizer
+from . import sanitizer, shim
 from .clock import AlarmClock
 from .settings import ALARM_PERIOD, MODULE, SANITIZED, deadline
 from .snmp import SYS_UPTIME, SnmpClient, SnmpTimeout
@@ -20,10 +21,12 @@ SNMPD = os.environ.get("ZAN_AGENT") or "/usr/sbin/snmpd"
 ERROR, WARNING, INFO, DEBUG = 3, 4, 6, 7
 
 #: In place of a priority: all of them in one log, in the order of logging.
-EVERYTHING = 0
+EVERYTHING = -1
 
-# The log of everything is named first: named last, it would get no more than its lowest priority.
-_PRIORITIES = {EVERYTHING: "3-7", 3: "3-3", 4: "4-4", 5: "5-5", 6: "6-6", 7: "7-7"}
+_PRIORITIES = [EVERYTHING, *range(8)]
+
+#: What stands before each message in the file that the system's log is for the agent: priority and length.
+_HEAD = re.compile(rb"(\d) (\d+)\n")
 
 #: Parts of the agent that are left out: the first logs at priority 3 that it registers twice when the
 #: configuration is read again, the second wants a fixed TCP port, which only one agent can have, and the
@@ -40,9 +43,9 @@ class AgentDied(AssertionError):
 class Agent:
     """One agent, from its configuration to its end.
 
-    The log is split by priority into files, and each file holds exactly the bytes that were logged: no time
-    stamps, and texts without a line feed glued to what follows. log() gives all of it, take() what came since
-    the last take().
+    It logs to the log of the system, which for it is a file, divided here by priority into exactly the bytes
+    that were logged: no time stamps, and texts without a line feed glued to what follows. log() gives all of it,
+    take() what came since the last take().
     """
 
     #: What the module's process is asked to find out whether it has done everything else.
@@ -62,10 +65,10 @@ class Agent:
         self.alarm_clock = AlarmClock(folder)
         self.environment: Dict[str, str] = dict(environment or {})
         given = os.environ.get("ZAN_AGENT_WRAPPER", "")
-        self.wrapper: List[str] = list(wrapper) if wrapper is not None else shlex.split(given)
+        self.wrapper: List[str] = [*(wrapper or []), *shlex.split(given)]
         self.client = SnmpClient(self.port)
         self.process: Optional[subprocess.Popen] = None
-        self._taken = {priority: 0 for priority in _PRIORITIES}
+        self._forget_log()
 
     # --- configuration --------------------------------------------------------------------------------------
 
@@ -106,13 +109,12 @@ class Agent:
         return link
 
     def log_options(self) -> List[str]:
-        """The part of the command line that splits the log."""
-        return [part for priority, levels in _PRIORITIES.items()
-                for part in ("-LF", levels, str(self._log_path(priority)))]
+        """The part of the command line that says where the log goes."""
+        return ["-Lsd"]
 
     def command(self) -> List[str]:
         """The command line."""
-        return [*self.wrapper, SNMPD, "-f", "-r", "-A", "-C", "-c", str(self.configuration_path),
+        return [*self.wrapper, SNMPD, "-f", "-r", "-C", "-c", str(self.configuration_path),
                 "-I", _LEFT_OUT, *self.log_options()]
 
     # --- life -----------------------------------------------------------------------------------------------
@@ -120,9 +122,8 @@ class Agent:
     def start(self, wait: bool = True) -> "Agent":
         """Start the agent; unless told otherwise, return when it answers."""
         self.write_configuration()
-        for priority in _PRIORITIES:
-            self._log_path(priority).unlink(missing_ok=True)
-            self._taken[priority] = 0
+        self._log_path.unlink(missing_ok=True)
+        self._forget_log()
         preload = os.environ.get("ZAN_AGENT_PRELOAD", "").split()
         environment = {
             **os.environ,
@@ -130,7 +131,8 @@ class Agent:
             "SNMP_PERSISTENT_DIR": str(self.folder / "persistent"),
             "SNMPCONFPATH": str(self.configuration_path.parent),
             "ZAN_MONOTONIC_OFFSET": str(self.alarm_clock.path),
-            "LD_PRELOAD": ":".join([*preload, str(AlarmClock.shared_object(self.folder.parent))]),
+            "ZAN_SYSTEM_LOG": str(self._log_path),
+            "LD_PRELOAD": ":".join([*preload, str(shim.shared_object())]),
             **(sanitizer.options(self.folder) if SANITIZED else {}),
             **dict(pair.split("=", 1) for pair in shlex.split(os.environ.get("ZAN_AGENT_ENV", ""))),
             **self.environment,
@@ -179,19 +181,11 @@ class Agent:
             self.client.get(self.sync_name)
 
     def hup(self) -> None:
-        """Make the agent read its configuration again, and return when it has.
-
-        The agent closes and opens its logs, and writes a line feed into each before it closes it; where
-        nothing was left to take(), that line feed is taken away.
-        """
+        """Make the agent read its configuration again, and return when it has."""
         restarts = self._restarts()
-        before = {priority: self._log_size(priority) for priority in _PRIORITIES}
         self.process.send_signal(signal.SIGHUP)
         self.wait_for(lambda: self._restarts() > restarts, "the agent to read its configuration again")
         self.synchronise()
-        for priority, size in before.items():
-            if self._taken[priority] == size and self._read(priority, size)[:1] == b"\n":
-                self._taken[priority] += 1
 
     def stop(self, timeout: float = 20) -> int:
         """SIGTERM, and the exit status; a running agent that ignores it is killed and the test fails."""
@@ -243,11 +237,13 @@ class Agent:
 
     def log(self, priority: int) -> bytes:
         """All that was logged at a priority since the start."""
-        return self._read(priority, 0)
+        self._read_log()
+        return bytes(self._log[priority])
 
     def take(self, priority: int) -> bytes:
         """What was logged at a priority since the last take(), mark() or the start."""
-        taken = self._read(priority, self._taken[priority])
+        self._read_log()
+        taken = bytes(self._log[priority][self._taken[priority]:])
         self._taken[priority] += len(taken)
         return taken
 
@@ -256,23 +252,34 @@ class Agent:
         for priority in _PRIORITIES:
             self.take(priority)
 
-    def _log_path(self, priority: int) -> Path:
-        return self.folder / f"log-{_PRIORITIES[priority]}"
+    @property
+    def _log_path(self) -> Path:
+        return self.folder / "log"
 
-    def _log_size(self, priority: int) -> int:
-        path = self._log_path(priority)
-        return path.stat().st_size if path.exists() else 0
+    def _forget_log(self) -> None:
+        self._log: Dict[int, bytearray] = {priority: bytearray() for priority in _PRIORITIES}
+        self._taken = {priority: 0 for priority in _PRIORITIES}
+        self._read = 0
 
-    def _read(self, priority: int, start: int) -> bytes:
-        path = self._log_path(priority)
-        if not path.exists():
-            return b""
-        with open(path, "rb") as file:
-            file.seek(start)
-            return file.read()
+    def _read_log(self) -> None:
+        """Divide the messages that have come since the last time."""
+        if not self._log_path.exists():
+            return
+        with open(self._log_path, "rb") as file:
+            file.seek(self._read)
+            new = file.read()
+        begin = 0
+        while head := _HEAD.match(new, begin):
+            end = head.end() + int(head[2])
+            if end > len(new):
+                break  # in the middle of being written
+            for priority in (int(head[1]), EVERYTHING):
+                self._log[priority] += new[head.end():end]
+            begin = end
+        self._read += begin
 
     def _restarts(self) -> int:
-        return self._read(INFO, 0).count(b" restarted\n")
+        return Agent.log(self, INFO).count(b" restarted\n")
 
     # --- resources ------------------------------------------------------------------------------------------
 
@@ -316,11 +323,10 @@ class Agent:
         """Configuration, command and the ends of all outputs."""
         parts = ["command: " + shlex.join(self.command()),
                  f"status: {self.process.poll() if self.process else 'not started'}"]
-        files = [self.configuration_path, self.folder / "output", self._log_path(EVERYTHING)]
-        for path in files:
-            if path.exists():
-                text = path.read_bytes()[-1500:].decode(errors="backslashreplace")
-                parts.append(f"--- {path.name}\n{text}")
+        outputs = {path.name: path.read_bytes() for path in (self.configuration_path, self.folder / "output")
+                   if path.exists()}
+        for name, text in {**outputs, "log": Agent.log(self, EVERYTHING)}.items():
+            parts.append(f"--- {name}\n{text[-1500:].decode(errors='backslashreplace')}")
         return "\n".join(parts)
 
 

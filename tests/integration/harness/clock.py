@@ -11,7 +11,7 @@ import os
 import struct
 import subprocess
 from pathlib import Path
-from typing import Iterator, Optional
+from typing import Iterator
 
 from .settings import ALARM_PERIOD, CACHE_LIFETIME
 
@@ -70,27 +70,10 @@ class Clock:
 class AlarmClock:
     """The offset, in nanoseconds, that the preloaded library adds to an agent's CLOCK_MONOTONIC."""
 
-    _library: Optional[Path] = None
-
     def __init__(self, folder: Path) -> None:
         self.path = folder / "monotonic-offset"
         self.path.write_bytes(struct.pack("<q", 0))
         self._offset = 0
-
-    @classmethod
-    def shared_object(cls, folder: Path) -> Path:
-        """The library to preload, compiled once per run unless one is given for the agent's architecture."""
-        if cls._library is None:
-            given = os.environ.get("ZAN_CLOCK_SHIM")
-            if given:
-                cls._library = Path(given)
-            else:
-                built = folder / "clockshim.so"
-                source = Path(__file__).with_name("clockshim.c")
-                subprocess.run(["cc", "-O1", "-Wall", "-Wextra", "-Werror", "-shared", "-fPIC",
-                                "-o", str(built), str(source), "-ldl"], check=True)
-                cls._library = built
-        return cls._library
 
     def advance(self, seconds: float = ALARM_PERIOD) -> None:
         """Move the agent's monotonic clock on; the agent notices when it next wakes up."""

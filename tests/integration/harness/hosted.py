@@ -87,7 +87,7 @@ class HostedAgent(Agent):
 
     def command(self) -> List[str]:
         """The host's command line."""
-        return [*self.wrapper, SNMPD, "-X", "-f", "-A", "-C", "-c", str(self.configuration_path),
+        return [*self.wrapper, SNMPD, "-X", "-f", "-C", "-c", str(self.configuration_path),
                 "-I", "dlmod", *self.log_options()]
 
     def start(self, wait: bool = True) -> "HostedAgent":
