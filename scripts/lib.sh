@@ -339,11 +339,14 @@ debian_sources() {
 }
 
 # private_apt FOLDER ARCH [SUITE]: from here on apt is another one, in that folder, which installs nothing here: it has
-# this machine's package sources, or that suite's from the same mirror, for another architecture.
+# the main archive of that suite, or of this machine's own release, from this machine's mirror, for another architecture.
 private_apt() {
-    local apt=$1 arch=$2 suite=${3:-} mirror
+    local apt=$1 arch=$2 suite=${3:-$(os_release VERSION_CODENAME)} mirror
     mkdir -p "$apt"/{lists/partial,archives/partial,preferences,sources}
     : >"$apt/status"
+    # shellcheck disable=SC2016 # apt fills these in
+    mirror=$(debian_sources '$(LABEL) $(SITE)' | awk '$1 == "Debian" { print $2; exit }')
+    printf '%s %s %s main\n' deb "$mirror" "$suite" deb-src "$mirror" "$suite" >"$apt/sources/debian.list"
     cat >"$apt/apt.conf.new" <<CONF
 APT::Architecture "$arch";
 APT::Architectures { "$arch"; };
@@ -358,16 +361,9 @@ Dir::State::status "$apt/status";
 Dir::Cache "$apt";
 Dir::Cache::archives "$apt/archives";
 Dir::Etc::preferencesparts "$apt/preferences";
-CONF
-    if [[ -n $suite ]]; then
-        # shellcheck disable=SC2016 # apt fills these in
-        mirror=$(debian_sources '$(LABEL) $(SITE)' | awk '$1 == "Debian" { print $2; exit }')
-        printf '%s %s %s main\n' deb "$mirror" "$suite" deb-src "$mirror" "$suite" >"$apt/sources/debian.list"
-        cat >>"$apt/apt.conf.new" <<CONF
 Dir::Etc::sourcelist "$apt/sources/debian.list";
 Dir::Etc::sourceparts "$apt/preferences";
 CONF
-    fi
     mv "$apt/apt.conf.new" "$apt/apt.conf"
     export APT_CONFIG=$apt/apt.conf
 }
