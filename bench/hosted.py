@@ -49,7 +49,7 @@ class Process:
         """Start it."""
         environment = {**os.environ, "MIBS": "", "SNMP_PERSISTENT_DIR": str(self.folder / "persistent")}
         self.process = subprocess.Popen(
-            [SNMPD, "-f", "-r", "-C", "-c", str(self.configuration), *self.options, "-LF", "0-4",
+            [SNMPD, "-f", "-r", "-C", "-c", str(self.configuration), *self.options, "-LF", "4",
              str(self.folder / "log")], env=environment, stdin=subprocess.DEVNULL)
 
     def end(self, number: int = signal.SIGTERM) -> None:

@@ -100,7 +100,7 @@ class Agent:
                        "SNMPCONFPATH": str(folder), "ZAN_LIMIT_ROWS": str(rows)}
         # snmpd ends its scripts itself; smux would want a TCP port that only one agent can have.
         self.process = subprocess.Popen([SNMPD, "-f", "-r", "-C", "-c", str(configuration), "-I", "-smux",
-                                         "-LF", "0-4", str(folder / "log")],
+                                         "-LF", "4", str(folder / "log")],
                                         env=environment, stdin=subprocess.DEVNULL)
 
 

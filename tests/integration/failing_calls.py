@@ -16,7 +16,7 @@ from typing import Iterator, List, NamedTuple
 
 import pytest
 
-from harness import CACHE_LIFETIME, ERROR, OBJECTS, SOURCE_ROOT, WARNING, AlarmClock
+from harness import CACHE_LIFETIME, ERROR, OBJECTS, SOURCE_ROOT, WARNING, shim
 from harness.messages import NO_QUEUE, PERFORM_FAILED, SWITCH_UNREAD
 from harness.router import SCALAR, expected_tree, triples
 
@@ -60,10 +60,10 @@ class Calls:
         self._control.kind = -1
         self.points = 0
 
-    def environment(self, folder: Path) -> dict:
+    def environment(self) -> dict:
         """For the agent whose calls fail."""
         return {"ZAN_CALLS": str(self.path),
-                "LD_PRELOAD": f"{LIBRARY}:{AlarmClock.shared_object(folder)}"}
+                "LD_PRELOAD": f"{LIBRARY}:{shim.shared_object()}"}
 
     def arm(self, place: Place) -> None:
         """From now on this call fails."""
@@ -111,9 +111,9 @@ def calls(tmp_path: Path, measured, request) -> Iterator[Calls]:
 
 
 @pytest.fixture
-def failing_agent(make_agent, calls, workspace, api, queue):
+def failing_agent(make_agent, calls, api, queue):
     """An agent in service whose calls can fail."""
-    agent = make_agent(environment=calls.environment(workspace)).start()
+    agent = make_agent(environment=calls.environment()).start()
     agent.mark()
     return agent
 
@@ -200,8 +200,8 @@ def test_in_a_notification(failing_agent, calls, queue, traps):
         assert agent.take(WARNING) == agent.take(ERROR) == b""
 
 
-def test_at_a_start(make_agent, calls, workspace, api, queue, traps, clock):
-    environment = calls.environment(workspace)
+def test_at_a_start(make_agent, calls, api, queue, traps, clock):
+    environment = calls.environment()
     make_agent(environment=environment).start().stop()
     for place in calls.places(1):
         queue.remove()

@@ -44,7 +44,7 @@ class Agent:
     """One agent, from its configuration to its end.
 
     It logs to the log of the system, which for it is a file, divided here by priority into exactly the bytes
-    that were logged: no time stamps, and texts without a line feed glued to what follows. log() gives all of it,
+    that were logged: no time stamps, texts without a line feed glued to what follows. log() gives all of it,
     take() what came since the last take().
     """
 
