@@ -6,7 +6,7 @@ from .agent import DEBUG, ERROR, EVERYTHING, INFO, V3_AUTH, V3_PRIV, V3_USER, WA
 from .api import Api, Fault, Request, envelope, http_answer
 from .clock import AlarmClock, Clock
 from .events import EventQueue, QueueState, kernel_limit
-from .hosted import HOSTED, HostedAgent
+from .hosted import HOSTED, HostedAgent, PatientHostedAgent
 from .settings import (ALARM_PERIOD, CACHE_LIFETIME, ENTERPRISE_NUMBER, EXACT_MEMORY, HEAP_SLACK, MODULE,
                        MODULE_ROOT, NOTIFICATIONS, OBJECTS, SOCKET_PATH, SOURCE_ROOT, TIME_SCALE,
                        deadline, lasting, long_size)
@@ -14,7 +14,7 @@ from .snmp import SnmpClient, SnmpError, SnmpTimeout, VarBind
 from .traps import Trap, TrapListener
 
 #: The module's place: in the agent, or in a host with an agent in front.
-Agent = HostedAgent if HOSTED else _in_process.Agent
+Agent = PatientHostedAgent if HOSTED else _in_process.Agent
 
 __all__ = [
     "ALARM_PERIOD", "Agent", "AgentDied", "AlarmClock", "Api", "CACHE_LIFETIME", "Clock", "DEBUG",

@@ -12,7 +12,7 @@ from typing import List
 import pytest
 
 from .agent import ERROR, INFO, SNMPD, WARNING, Agent
-from .settings import MODULE, OBJECTS
+from .settings import MODULE, OBJECTS, deadline
 
 HOSTED = bool(os.environ.get("ZAN_HOSTED"))
 
@@ -51,13 +51,17 @@ class _Master(Agent):
         # Without agentXPerms: the host is run by the master's user.
         hosting = [line for line in _settings("master.conf")
                    if not line.startswith(("agentXSocket", "agentXPerms"))]
-        return [*self._host.agent_lines(), *hosting, f"agentXSocket {self._host.socket}"]
+        return [*self._host.agent_lines(), *hosting, *self._host.master_lines,
+                f"agentXSocket {self._host.socket}"]
 
 
 class HostedAgent(Agent):
     """A host and its master."""
 
     sync_name = _NO_INSTANCE
+
+    #: What stands in the master's configuration behind what is installed.
+    master_lines: List[str] = []
 
     def __init__(self, folder: Path, **options) -> None:
         super().__init__(folder, **options)
@@ -130,3 +134,9 @@ class HostedAgent(Agent):
     def report(self) -> str:
         """Of both."""
         return super().report() + "\n=== master\n" + self.master.report()
+
+
+class PatientHostedAgent(HostedAgent):
+    """For tests that are not about the mode: the master waits for its host as long as they for an answer."""
+
+    master_lines = [f"agentXTimeout {deadline(20):.0f}"]
