@@ -120,6 +120,7 @@ _NAGIOS = """\
 #     hostgroups          zan-routers
 #     check_command       check_zan_alive
 #     max_check_attempts  3
+#     contact_groups      admins
 #   }}
 
 define hostgroup {{

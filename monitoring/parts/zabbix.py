@@ -222,9 +222,7 @@ class Writer:
             for place, (key, color) in enumerate(zip(keys, COLORS))]}
 
     def _dashboard(self) -> Entry:
-        widgets = [self._widget("ITEM", title, (place * 4, 0), (4, 3), "itemid",
-                                {"host": TEMPLATE, "key": key})
-                   for place, (title, key) in enumerate(TILES.items())]
+        widgets = [self._tile(title, place, key) for place, (title, key) in enumerate(TILES.items())]
         for place, name in enumerate(GRAPHS):
             widget = self._widget("GRAPH", name, (place % 2 * 12, 3 + place // 2 * 5), (12, 5), "graphid",
                                   {"host": TEMPLATE, "name": name})
@@ -236,6 +234,17 @@ class Writer:
                 widget["fields"].append({"type": "STRING", "name": "reference", "value": reference})
             widgets.append(widget)
         return {"uuid": identity("dashboard"), "name": "Router", "pages": [{"widgets": widgets}]}
+
+    def _tile(self, title: str, place: int, key: str) -> Entry:
+        """A widget of one value and nothing else, as small as the longest one wants it."""
+        tile = self._widget("ITEM", title, (place * 4, 0), (4, 3), "itemid", {"host": TEMPLATE, "key": key})
+        settings = {"show" if self.is_first else "show.0": 2, "decimal_places": 0, "value_size": 20,
+                    "units_size": 20}
+        if self.is_first:
+            settings["adv_conf"] = 1
+        tile["fields"] += [{"type": "INTEGER", "name": name, "value": str(value)}
+                           for name, value in settings.items()]
+        return tile
 
     def _widget(self, kind: str, title: str, place: Tuple[int, int], size: Tuple[int, int], field_name: str,
                 shown: Entry) -> Entry:

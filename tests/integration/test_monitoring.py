@@ -10,7 +10,7 @@ from typing import Any, Callable, Dict, Iterator, List, Set, Tuple
 import pytest
 
 from harness import CACHE_LIFETIME, ENTERPRISE_NUMBER, SOURCE_ROOT
-from harness.router import QUERIES, SYSTEM
+from harness.router import QUERIES, SYSTEM, standard_tree
 from mib_support import MIB_FILE, base_fixture, mib_file_fixture, mib_fixture, zanmib  # noqa: F401
 from monitoring_support import (MADE, MONITORING, Exporter, free_port, series, until)
 
@@ -163,6 +163,25 @@ def test_every_object_is_scraped(scrape, exporter, agent, mib):
     for name in metrics_of_the_module():
         found = [each for each in names if each == name or each.startswith(f"{name}_")]
         assert found and (name not in without_number or name not in found), name
+
+
+def test_every_object_is_told_as_the_agent_has_it(scrape, exporter, agent, mib):
+    """All at once, but for the texts that the tests below take apart; whichever form of the file is read."""
+    taken_apart = {*NOT_METRICS, "zanDiagnosticsRemoteSyslog",
+                   *(each.name for each in mib.scalars if each.type.name == "ZanTrafficLine")}
+    scalars = {each.name: each for each in mib.scalars if each.name not in taken_apart}
+    expected = {}
+    for name, scalar in scalars.items():
+        _, value = standard_tree()[scalar.oid + (0,)]
+        if isinstance(value, int):
+            expected[series(name)] = value
+        elif scalar.type.name != "ZanSwitch":
+            expected[series(name, **{name: value.decode()})] = 1
+        elif value != b"Unknown":
+            expected[series(name)] = int(value == b"True")
+    metrics = {**scrape(), **exporter.scrape(agent.port, "zansnmpext_subscriber")}
+    assert {key: value for key, value in metrics.items() if key[0] in scalars} == expected
+    assert len(expected) > 80
 
 
 def test_a_switch_is_1_or_0_or_absent(scrape):

@@ -11,6 +11,7 @@ from typing import Callable, Dict, Iterator, List, NamedTuple
 
 import pytest
 
+from checks_support import USER
 from collectd_support import USER as POLLER
 from collectd_support import collectd
 from harness import ENTERPRISE_NUMBER, SOCKET_PATH, SOURCE_ROOT, Agent
@@ -18,8 +19,6 @@ from monitoring_support import MADE, Exporter, Router
 
 DOCUMENT = SOURCE_ROOT / "docs" / "managers.md"
 OBJECTS = f".1.3.6.1.4.1.{ENTERPRISE_NUMBER}.14.1.1"
-USER = ('createUser manager SHA-256 "a passphrase of 8 or more" AES "another passphrase"\n'
-        "rouser manager priv")
 
 #: Ethernet's own part of a frame, which the loopback interface has as well.
 ETHERNET = 14

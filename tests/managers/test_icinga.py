@@ -14,8 +14,10 @@ from typing import Any, Dict, Iterator, List, Optional
 
 import pytest
 
-from harness import SOCKET_PATH, TIME_SCALE, Agent
-from monitoring_support import MADE, Router, free_port, until, uptime_passes
+from checks_support import (ALL_RIGHT, API, EVENTS, OK, USER, router_fixture,  # noqa: F401
+                            time_passes_fixture)
+from harness import Agent
+from monitoring_support import MADE, free_port, until
 
 CONFIGURATION = """\
 include <itl>
@@ -48,19 +50,6 @@ object Host "nobody" {{
   vars.zan_port = 9
 }}
 """
-
-OK, WARNING, CRITICAL = 0, 1, 2
-
-#: What happens to the router, and the service that tells it, with its state.
-EVENTS: Dict[str, Any] = {
-    "zan-signal": (["stats/ppp/rssiDbm=-105"], WARNING),
-    "zan-roaming": (["stats/ppp/roaming=true"], CRITICAL),
-    "zan-cellular-link": (["stats/ppp/uptime=0"], CRITICAL),
-    "zan-wan": (["waninfo/wans/1/current=false", "waninfo/wans/2/current=true"], CRITICAL),
-    "zan-dos-prevention": (["remoteAccess/dosAttackPrevention/enabled=false"], CRITICAL),
-    "zan-uptime": (["system/uptime=5.00"], WARNING),
-    "zan-api": (["fault=down"], CRITICAL),
-}
 
 
 class Icinga:
@@ -120,7 +109,7 @@ class Icinga:
     def services(self, host: str) -> Dict[str, Dict[str, Any]]:
         """What is known of a host's services."""
         found = self.ask(f"objects/services?filter=host.name==%22{host}%22")
-        return {each["attrs"]["name"]: each["attrs"] for each in found}
+        return {each["attrs"]["display_name"]: each["attrs"] for each in found}
 
     def states(self, host: str) -> Dict[str, int]:
         """The states of a host's services, after they have all been asked to look again."""
@@ -140,37 +129,19 @@ class Icinga:
         self._process.wait()
 
 
-@pytest.fixture(name="router", scope="module")
-def router_fixture(tmp_path_factory) -> Iterator[Router]:
-    router = Router(tmp_path_factory.mktemp("router"), SOCKET_PATH)
-    yield router
-    router.stop()
-
-
 @pytest.fixture(name="icinga", scope="module")
 def icinga_fixture(tmp_path_factory, router, clock, _traps) -> Iterator[Icinga]:
     folder = tmp_path_factory.mktemp("icinga")
-    agent = Agent(folder / "agent", trap_port=_traps.port,
-                  extra_configuration='createUser manager SHA-256 "a passphrase of 8 or more" '
-                                      'AES "another passphrase"\nrouser manager priv')
-    agent.start()
+    agent = Agent(folder / "agent", trap_port=_traps.port, extra_configuration=USER).start()
     icinga = Icinga(folder, agent.port)
     yield icinga
     icinga.stop()
     agent.stop()
 
 
-@pytest.fixture(autouse=True)
-def time_passes(clock) -> Iterator[None]:
-    """The agent's values are never old."""
-    with uptime_passes(clock, 20 / TIME_SCALE):
-        yield
-
-
 @pytest.mark.parametrize("host", ["v3", "v2c"])
 def test_an_ordinary_router_is_all_right(host, icinga):
-    expected = {name: OK for name in EVENTS}
-    until(lambda: icinga.states(host) == expected, "a router that is all right", 60)
+    until(lambda: icinga.states(host) == ALL_RIGHT, "a router that is all right", 60)
     until(lambda: icinga.host_state(host) == OK, "a host that is up", 60)
 
 
@@ -180,11 +151,11 @@ def test_what_goes_wrong_is_told_and_is_over(service, icinga, router):
     until(lambda: set(icinga.states("v3").values()) == {OK}, "a router that is all right", 60)
     router.set(*assignments)
     try:
-        if service == "zan-api":
+        if service == API:
             until(lambda: icinga.states("v3")[service] == state, "the state")
         else:
-            expected = {**{name: OK for name in EVENTS}, service: state}
-            until(lambda: icinga.states("v3") == expected, "the state of this service alone")
+            until(lambda: icinga.states("v3") == {**ALL_RIGHT, service: state},
+                  "the state of this service alone")
     finally:
         router.reset()
     until(lambda: set(icinga.states("v3").values()) == {OK}, "the end of it", 60)

@@ -1,13 +1,13 @@
-"""A whole Zabbix in the test's namespaces: PostgreSQL, the server and the API of its frontend.
+"""A whole Zabbix in the test's namespaces: PostgreSQL, the server and its frontend with the API.
 
-They are those of this machine, or those of another Debian in a folder, as root of which they then run. All
-of them listen on the loopback interface alone.
+All of them listen on the loopback interface alone.
 """
 
 import contextlib
 import json
-import os
+import shutil
 import subprocess
+import urllib.parse
 import urllib.request
 from pathlib import Path
 from typing import Any, Dict, List, Optional
@@ -31,22 +31,14 @@ class ApiError(AssertionError):
 
 
 class Zabbix:
-    """PostgreSQL, zabbix_server and the API, from an empty database to the end.
-
-    The folder has to be below /run, which the other Debian sees as well. `root` is where that is, or nothing.
-    """
-    def __init__(self, folder: Path, root: str = "") -> None:
+    """PostgreSQL, zabbix_server and the API, from an empty database to the end."""
+    def __init__(self, folder: Path) -> None:
         self._folder = folder
-        self._root = root
         self._processes: List[subprocess.Popen] = []
         self._token: Optional[str] = None
         self.traps = folder / "traps"
         folder.mkdir(mode=0o755)
         self.traps.touch()
-        if root:
-            for source, target, options in (("/run", "/run", ["--rbind"]), ("/dev", "/dev", [
-                    "--rbind"]), ("proc", "/proc", ["-t", "proc"])):
-                subprocess.run(["mount", *options, source, root + target], check=True)
         try:
             self._start_database()
             self._start_server()
@@ -57,14 +49,14 @@ class Zabbix:
 
     # --- programs ------------------------------------------------------------------------------------------
 
-    def _inside(self, *command: str, user: str = "root") -> List[str]:
-        """A command as a user, in the other Debian if there is one."""
-        chroot = ["chroot", self._root] if self._root else []
-        return [*chroot, "runuser", "-u", user, "--", *command]
+    @staticmethod
+    def _as(user: str, *command: str) -> List[str]:
+        """A command as a user."""
+        return ["runuser", "-u", user, "--", *command]
 
     def _run(self, *command: str, user: str = "root") -> str:
         """What a command prints; it has to succeed."""
-        done = subprocess.run(self._inside(*command, user=user), stdin=subprocess.DEVNULL, cwd="/",
+        done = subprocess.run(self._as(user, *command), stdin=subprocess.DEVNULL, cwd="/",
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
         assert done.returncode == 0, f"{command}: {done.stdout}"
         return done.stdout
@@ -73,27 +65,24 @@ class Zabbix:
         """Start a program that runs until stop()."""
         with open(self._folder / f"{name}.log", "wb") as output:
             self._processes.append(
-                subprocess.Popen(self._inside("setpriv", "--pdeathsig", "TERM", *command, user=user),
+                subprocess.Popen(self._as(user, "setpriv", "--pdeathsig", "TERM", *command),
                                  stdin=subprocess.DEVNULL, stdout=output, stderr=output, cwd="/"))
 
     def _own(self, name: str, user: str) -> Path:
-        """A folder that is a user's own, known by its number in the Debian that the user is of."""
+        """A folder that is a user's own."""
         folder = self._folder / name
         folder.mkdir()
-        lines = Path(f"{self._root}/etc/passwd").read_text(encoding="utf-8").splitlines()
-        numbers = next(line.split(":")[2:4] for line in lines if line.startswith(f"{user}:"))
-        os.chown(folder, *map(int, numbers))
+        shutil.chown(folder, user, user)
         return folder
 
     def _start_database(self) -> None:
-        programs = sorted(Path(f"{self._root}/usr/lib/postgresql").glob("*/bin"))[-1]
-        programs = Path("/") / programs.relative_to(self._root or "/")
+        programs = sorted(Path("/usr/lib/postgresql").glob("*/bin"))[-1]
         place = self._own("database", "postgres")
         self._run(f"{programs}/initdb", "-D", f"{place}/data", "-E", "UTF8", "--locale=C.UTF-8", "--no-sync",
                   "-A", "trust", user="postgres")
         self._start("postgres", f"{programs}/postgres", "-D", f"{place}/data", "-k", str(place), "-F", "-c",
                     "listen_addresses=", user="postgres")
-        ready = self._inside(f"{programs}/pg_isready", "-q", "-h", str(place))
+        ready = [f"{programs}/pg_isready", "-q", "-h", str(place)]
         until(lambda: subprocess.run(ready, check=False).returncode == 0, "PostgreSQL")
         self._run(f"{programs}/psql", "-q", "-h", str(place), "-U", "postgres", "-v", "ON_ERROR_STOP=1", "-c",
                   "create role zabbix login", "-c", "create database zabbix owner zabbix", user="postgres")
@@ -113,8 +102,7 @@ class Zabbix:
             "ListenIP": "127.0.0.1", "LogType": "console", "PidFile": place / "pid", "SocketDir": place,
             "StartDiscoverers": 0, "StartSNMPTrapper": 1, "SNMPTrapperFile": self.traps}
         # Version 7.0 would ask its maker for news; earlier ones do not know the setting.
-        if "AllowSoftwareUpdateCheck" in Path(f"{self._root}/etc/zabbix/zabbix_server.conf").read_text(
-                encoding="utf-8"):
+        if "AllowSoftwareUpdateCheck" in Path("/etc/zabbix/zabbix_server.conf").read_text(encoding="utf-8"):
             settings["AllowSoftwareUpdateCheck"] = 0
         self._configuration = self._folder / "zabbix_server.conf"
         self._configuration.write_text("".join(f"{name}={value}\n" for name, value in settings.items()),
@@ -122,7 +110,7 @@ class Zabbix:
         self._start("server", "zabbix_server", "-f", "-c", str(self._configuration), user="zabbix")
 
     def _start_api(self) -> None:
-        configuration = Path(f"{self._root}/etc/zabbix/zabbix.conf.php")
+        configuration = Path("/etc/zabbix/zabbix.conf.php")
         # Over that folder, so that the machine's own settings are neither read nor written.
         subprocess.run(["mount", "-t", "tmpfs", "tmpfs", str(configuration.parent)], check=True)
         configuration.write_text(
@@ -135,8 +123,16 @@ $DB['VAULT_DB_PATH'] = ''; $DB['VAULT_TOKEN'] = ''; $DB['DOUBLE_IEEE754'] = true
 $ZBX_SERVER = '127.0.0.1'; $ZBX_SERVER_PORT = '{_SERVER_PORT}'; $ZBX_SERVER_NAME = '';
 $IMAGE_FORMAT_DEFAULT = IMAGE_FORMAT_PNG;
 """, encoding="utf-8")
-        self._start("api", "php", "-S", f"127.0.0.1:{_API_PORT}", "-t", "/usr/share/zabbix")
+        # Without the locale of its language the frontend shows no page and draws no graph.
+        locales = self._folder / "locales"
+        locales.mkdir()
+        self._run("localedef", "-i", "en_US", "-f", "UTF-8", str(locales / "en_US.UTF-8"))
+        self._start("api", "env", f"LOCPATH={locales}", "php", "-S", f"127.0.0.1:{_API_PORT}", "-t",
+                    "/usr/share/zabbix")
         until(self._log_in, "the API")
+        self._browser = urllib.request.build_opener(urllib.request.HTTPCookieProcessor())
+        form = urllib.parse.urlencode({"name": "Admin", "password": "zabbix", "enter": "Sign in"})
+        self._browser.open(f"http://127.0.0.1:{_API_PORT}/index.php", form.encode(), deadline(60)).close()
 
     def stop(self) -> None:
         """End everything, the last one first."""
@@ -174,6 +170,11 @@ $IMAGE_FORMAT_DEFAULT = IMAGE_FORMAT_PNG;
         if "error" in answer:
             raise ApiError(f"{method}: {answer['error']['data']}")
         return answer["result"]
+
+    def page(self, path: str) -> bytes:
+        """A page of the frontend, as its administrator sees it."""
+        with self._browser.open(f"http://127.0.0.1:{_API_PORT}/{path}", timeout=deadline(60)) as answer:
+            return answer.read()
 
     @property
     def version(self) -> str:
