@@ -141,9 +141,13 @@ def costs_fixture(agent_port, tmp_path_factory) -> Dict[str, Cost]:
     for name, poll in polls.items():
         # The first request of a user finds out the agent's engine ID, which some programs remember.
         poll()
-        with Capture(agent_port).counting() as found:
-            poll()
-        measured[name] = found[0]
+        costs = []
+        for _ in range(3):
+            with Capture(agent_port).counting() as found:
+                poll()
+            costs += found
+        # On a busy machine a question may be asked again.
+        measured[name] = min(costs)
     exporter.stop()
     return measured
 

@@ -210,7 +210,10 @@ $IMAGE_FORMAT_DEFAULT = IMAGE_FORMAT_PNG;
         """Let the server take what has been changed over the API now, as an operator may tell it to."""
         # The server listens to this only some time after its start.
         until((self._folder / "server" / "zabbix_server_rtc.sock").exists, "the server")
+        begun = "forced reloading of the configuration cache"
+        before = self.log().count(begun)
         self._run("zabbix_server", "-c", str(self._configuration), "-R", "config_cache_reload", user="zabbix")
+        until(lambda: self.log().count(begun) > before, begun)
 
 
 class Host:
