@@ -185,10 +185,22 @@ int connected(int /*major*/, int /*minor*/, void* session, void* /*client*/)
     return SNMP_ERR_NOERROR;
 }
 
+/// Has snmpd connect at once, and not a whole agentXPingInterval later: its alarm for that, the only one
+/// without an argument, stands behind this one.
+void connectAtOnce(unsigned registration, void* /*client*/)
+{
+    for (snmp_alarm* alarm = sa_find_specific(registration); alarm != nullptr; alarm = alarm->next) {
+        if (alarm->clientarg == nullptr) {
+            alarm->t_nextM = {0, 1};
+        }
+    }
+}
+
 /// The connection to the agent is given up.
 int disconnected(int /*major*/, int /*minor*/, void* /*session*/, void* /*client*/)
 {
     close(std::exchange(agentSocket, -1));
+    snmp_alarm_register(0, 0, connectAtOnce, nullptr);
     return SNMP_ERR_NOERROR;
 }
 

@@ -165,6 +165,19 @@ def test_who_asks_a_hung_object_gets_an_error(hosted, api, clock):
     wait_until_it_serves(hosted)
 
 
+def test_the_host_is_back_as_soon_as_the_api(make_hosted, api, queue, clock):
+    hosted = make_hosted()
+    hosted.host_lines = ["agentXPingInterval 3600"]  # later than any patience, had it to wait for that
+    hosted.start()
+    api.fault = faults.hang()
+    clock.advance(CACHE_LIFETIME)
+    with pytest.raises(SnmpError):
+        hosted.client.get(SERIAL_NUMBER.instance)
+    api.fault = None
+    api.release()
+    wait_until_it_serves(hosted)
+
+
 def test_a_flood_of_questions_during_a_hang_does_not_hold_up_the_agent(hosted, api, clock):
     """More than the socket between them holds."""
     api.fault = faults.hang()

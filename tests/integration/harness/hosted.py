@@ -60,8 +60,9 @@ class HostedAgent(Agent):
 
     sync_name = _NO_INSTANCE
 
-    #: What stands in the master's configuration behind what is installed.
+    #: What stands in the two configurations behind what is installed.
     master_lines: List[str] = []
+    host_lines: List[str] = []
 
     def __init__(self, folder: Path, **options) -> None:
         super().__init__(folder, **options)
@@ -86,8 +87,8 @@ class HostedAgent(Agent):
                 if not line.startswith(("agentXSocket", "dlmod"))]
         self.configuration_path.parent.mkdir(exist_ok=True)
         self.configuration_path.write_text("\n".join([
-            *kept, f"agentXSocket {self.socket}", f"dlmod zanhost {self.loadable(INSTALLED / 'zanhost.so')}",
-            *module, ""]), encoding="ascii")
+            *kept, *self.host_lines, f"agentXSocket {self.socket}",
+            f"dlmod zanhost {self.loadable(INSTALLED / 'zanhost.so')}", *module, ""]), encoding="ascii")
 
     def command(self) -> List[str]:
         """The host's command line."""
