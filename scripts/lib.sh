@@ -272,7 +272,7 @@ check_system() {
     id=$(os_release ID) version=$(os_release VERSION_ID) name=$(os_release PRETTY_NAME)
     case $id-$version in
         debian-12 | debian-13) return ;;
-        debian-11) reason="its cmake is 3.18, and the build needs 3.21. Debian 12 and 13 are supported." ;;
+        debian-11) reason="its cmake is 3.18, and the tests need 3.21. Debian 12 and 13 are supported." ;;
     esac
     die "${name:-this system} is not supported: $reason" "Nothing was installed. Where you have these packages' like:" \
         "$*" "--no-install tries it with them."
@@ -331,6 +331,15 @@ say_installed() {
     say "  ${AS_ROOT[*]:+${AS_ROOT[*]} }apt-get autoremove --purge $*"
     [[ -z $off ]] || say "Their services are off, now and at the next boot: $off."
 }
+
+# Arguments of the integration tests on another processor, C library or release. The smoke: whatever the byte order, the
+# sizes of numbers and other libraries could spoil.
+SMOKE=(test_spine.py test_groups.py test_tables.py test_traps.py -k
+    "expected_tree or logs_exactly_this or Uptime or SessionTimeout or Expiration or every_cell or byte_for_byte")
+
+# What these test is the same on every machine: the demo, the managers' side, the MIB as a file, the simulator, the
+# loader.
+ELSEWHERE=('test_agent_library*' 'test_demo*' 'test_mib*' 'test_monitoring*' 'test_simulator*')
 
 # debian_sources FORMAT: in apt's own format, what this machine's apt knows of its Debian mirrors.
 debian_sources() {

@@ -3,8 +3,9 @@
 # Debian's name of the architecture that is built for.
 find_program(ZAN_DPKG_ARCHITECTURE dpkg-architecture)
 mark_as_advanced(ZAN_DPKG_ARCHITECTURE)
-if(NOT ZAN_DPKG_ARCHITECTURE OR NOT CMAKE_LIBRARY_ARCHITECTURE)
-  message(STATUS "No dpkg-architecture here, or not Debian that is built for: no target for Debian packages")
+if(NOT ZAN_DPKG_ARCHITECTURE OR NOT CMAKE_LIBRARY_ARCHITECTURE OR CMAKE_VERSION VERSION_LESS 3.21)
+  message(STATUS "No dpkg-architecture here, or an old CMake, or not Debian that is built for: "
+    "no target for Debian packages")
   return()
 endif()
 execute_process(

@@ -64,5 +64,5 @@ CONFFILES:${PN} = "${sysconfdir}/zansnmpext/snmpd.conf"
 
 RDEPENDS:${PN} = "net-snmp-server-snmpd"
 RDEPENDS:${PN}-host = "${PN}"
-RDEPENDS:${PN}-ptest = "net-snmp-client"
+RDEPENDS:${PN}-ptest += "net-snmp-client"
 RDEPENDS:${PN}-sim = "python3-core"
