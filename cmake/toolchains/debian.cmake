@@ -1,6 +1,6 @@
-# Cross builds with Debian's compilers, for the processors in the file "architectures" beside this: the compiler is
-# this machine's, everything else (C library, headers, libraries) comes out of a folder with the unpacked packages of
-# that processor's Debian, which scripts/test-arch makes. ZAN_ARCH names the processor and ZAN_ARCH_ROOT the folder;
+# Cross builds with Debian's compilers, for the processors in the file "architectures" beside this: the compiler, with
+# the C and C++ libraries that it brings along, is this machine's; the other libraries come out of a folder with the
+# unpacked packages of that processor's Debian, which scripts/test-arch makes. ZAN_ARCH names the processor and ZAN_ARCH_ROOT the folder;
 # environment variables of those names do too.
 set(CMAKE_SYSTEM_NAME Linux)
 

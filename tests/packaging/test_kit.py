@@ -24,6 +24,14 @@ def test_each_processor_of_the_list_has_its_presets():
     assert configured == built == architectures()
 
 
+def test_each_setting_of_the_build_is_in_the_integrators_table(build):
+    cached = (build.folder / "CMakeCache.txt").read_text("utf-8")
+    settings = set(re.findall(r"^(ZAN_\w+):(?!INTERNAL)", cached, re.M))
+    settings -= set(re.findall(r"^(ZAN_\w+)-ADVANCED:", cached, re.M))
+    table = re.findall(r"^\| `(ZAN_\w+)` \|", (ROOT / "docs/integrating.md").read_text("utf-8"), re.M)
+    assert set(table) == settings - {"ZAN_BUILD_BENCH", "ZAN_BUILD_FUZZ", "ZAN_SANITIZE"}  # the developers'
+
+
 def readelf(option: str, file: Path) -> str:
     """What readelf prints of a file."""
     return subprocess.run(["readelf", "-W", option, file], stdout=subprocess.PIPE, check=True,
