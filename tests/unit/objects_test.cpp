@@ -258,6 +258,7 @@ TEST_F(ObjectsTest, TextThatTheVariableHasNoMemoryForIsUnknown)
 TEST_F(ObjectsTest, NoShortageOfMemoryEndsAHandler)
 {
     for (const Object* scalar : allScalars()) { // the first GET of each query fetches
+        std::vector<Cell> cells;
         bool happened = true;
         for (long nth = 1; happened; ++nth) {
             Request request;
@@ -266,8 +267,12 @@ TEST_F(ObjectsTest, NoShortageOfMemoryEndsAHandler)
                 handle(*scalar, MODE_GET, &request.info());
                 happened = shortage.happened();
             }
-            EXPECT_EQ(request.cell().type, scalar->type)
-                << scalar->name << " after failing allocation " << nth;
+            cells.push_back(request.cell());
+        }
+        const Cell right = get(*scalar);
+        const Cell none = scalar->type == ASN_OCTET_STR ? octets("Unknown") : Cell{scalar->type, "0"};
+        for (const Cell& cell : cells) {
+            EXPECT_TRUE(cell == right || cell == none) << scalar->name << ": " << cell;
         }
     }
 }
