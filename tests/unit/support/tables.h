@@ -89,8 +89,11 @@ public:
     Walk(const Walk&) = delete;
     Walk& operator=(const Walk&) = delete;
 
-    /// The index of the current row; 0 at the end.
-    long index() const { return atRow ? *indexVariable.val.integer : 0; }
+    /// The index of the current row; 0 at the end, and -1 when it is no INTEGER.
+    long index() const
+    {
+        return !atRow ? 0 : indexVariable.type == ASN_INTEGER ? *indexVariable.val.integer : -1;
+    }
     /// Calls the get-next hook; false at the end.
     bool next();
 
