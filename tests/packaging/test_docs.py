@@ -158,7 +158,7 @@ def test_scripts_have_the_options_that_documents_name():
 
 def test_the_agent_takes_the_log_options_that_documents_name(tmp_path):
     named = {option for document in tracked(*DOCUMENTS) for code in code_of(document)
-             for option in re.findall(r"(?<![\w-])-L[a-zA-Z]+(?: \d-\d)?(?: FILE)?", code)}
+             for option in re.findall(r"(?<![\w-])-L[a-zA-Z]+(?: \d(?:-\d)?)?(?: FILE)?", code)}
     assert len(named) > 3
     refused = [option for option in named if subprocess.run(
         ["/usr/sbin/snmpd", *option.replace("FILE", str(tmp_path / "log")).split(), "-v"],
