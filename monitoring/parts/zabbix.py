@@ -236,10 +236,10 @@ class Writer:
         return {"uuid": identity("dashboard"), "name": "Router", "pages": [{"widgets": widgets}]}
 
     def _tile(self, title: str, place: int, key: str) -> Entry:
-        """A widget of one value and nothing else, as small as the longest one wants it."""
+        """A widget of one value and nothing else, as small as an uptime wants it."""
         tile = self._widget("ITEM", title, (place * 4, 0), (4, 3), "itemid", {"host": TEMPLATE, "key": key})
-        settings = {"show" if self.is_first else "show.0": 2, "decimal_places": 0, "value_size": 20,
-                    "units_size": 20}
+        settings = {"show" if self.is_first else "show.0": 2, "decimal_places": 0, "value_size": 14,
+                    "units_size": 14}
         if self.is_first:
             settings["adv_conf"] = 1
         tile["fields"] += [{"type": "INTEGER", "name": name, "value": str(value)}
