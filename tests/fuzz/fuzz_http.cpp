@@ -4,12 +4,14 @@
 // libcurl runs, its options and its HTTP code, without a server, a thread or a file in the way. After each
 // answer the query must be in the state of its last good one, and a good answer must be served again.
 
+#include "support/httpmutator.h"
 #include "support/world.h"
 
 #include "zanjsondb.h"
 
 #include <json/value.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <exception>
 
@@ -48,6 +50,12 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
     startModule(true);
     return 0;
+}
+
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t maxSize,
+                                               unsigned seed)
+{
+    return mutateHttp(data, size, std::min(maxSize, largest), seed);
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)

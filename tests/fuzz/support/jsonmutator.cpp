@@ -1,5 +1,7 @@
 #include "jsonmutator.h"
 
+#include "random.h"
+
 #include <json/reader.h>
 #include <json/value.h>
 #include <json/writer.h>
@@ -8,20 +10,12 @@
 #include <exception>
 #include <limits>
 #include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
-extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t maxSize);
-
 namespace {
 
-using Random = std::minstd_rand;
-
-std::size_t below(Random& random, std::size_t limit)
-{
-    return std::uniform_int_distribution<std::size_t>(0, limit - 1)(random);
-}
+using namespace world;
 
 bool parse(const std::uint8_t* data, std::size_t size, Json::Value& root)
 {
@@ -83,17 +77,17 @@ Json::Value odd(Random& random)
         Json::Value(Json::arrayValue),
         Json::Value(Json::objectValue),
     };
-    return values[below(random, values.size())];
+    return oneOf(random, values);
 }
 
 void change(Json::Value& root, Random& random)
 {
     std::vector<Json::Value*> places;
     collect(root, places);
-    Json::Value& place = *places[below(random, places.size())];
+    Json::Value& place = *oneOf(random, places);
     switch (below(random, 6)) {
     case 0: // a place's value goes to another place
-        place = Json::Value(*places[below(random, places.size())]);
+        place = Json::Value(*oneOf(random, places));
         break;
     case 1: // a list of what was one
         if (!place.isArray()) {

@@ -25,6 +25,7 @@ long uptime = 100000; // hundredths of a second
 // keeps.
 auto& scalarRegistrations = *new std::vector<netsnmp_handler_registration*>;
 auto& tableRegistrations = *new std::vector<Table>;
+bool agentTakesPart = false;
 SNMPAlarmCallback* alarmCallback = nullptr;
 void* alarmClient = nullptr;
 
@@ -71,6 +72,9 @@ long get_uptime()
 // The option as an int: C's variadic functions cannot follow a parameter of an enumeration's type.
 CURLcode __real_curl_easy_setopt(CURL* handle, int option, ...);
 CURLcode __real_curl_easy_perform(CURL* handle);
+int __real_netsnmp_register_read_only_scalar(netsnmp_handler_registration* registration);
+int __real_netsnmp_register_table_iterator(netsnmp_handler_registration* registration,
+                                           netsnmp_iterator_info* iterator);
 
 /// Instead of the C library's, also for libcurl.
 int connect(int socket, const sockaddr* address, socklen_t length)
@@ -160,12 +164,16 @@ int __wrap_snmp_log(int priority, const char* format, ...)
 int __wrap_netsnmp_register_read_only_scalar(netsnmp_handler_registration* registration)
 {
     scalarRegistrations.push_back(registration);
-    return SNMPERR_SUCCESS;
+    return agentTakesPart ? __real_netsnmp_register_read_only_scalar(registration) : SNMPERR_SUCCESS;
 }
 
 int __wrap_netsnmp_register_table_iterator(netsnmp_handler_registration* registration,
                                            netsnmp_iterator_info* iterator)
 {
+    if (agentTakesPart) {
+        tableRegistrations.push_back({registration, iterator});
+        return __real_netsnmp_register_table_iterator(registration, iterator);
+    }
     // The helpers that the real function puts in front; the agent is not told.
     netsnmp_inject_handler(registration, netsnmp_get_table_iterator_handler(iterator));
     netsnmp_inject_handler(registration, netsnmp_get_table_handler(iterator->table_reginfo));
@@ -273,6 +281,11 @@ std::vector<Trap>& traps()
 {
     static std::vector<Trap> traps;
     return traps;
+}
+
+void registerInAgent()
+{
+    agentTakesPart = true;
 }
 
 void startModule(bool trapsEnabled)

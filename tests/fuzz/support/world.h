@@ -83,6 +83,9 @@ Queue& queue();
 using Trap = std::vector<oid>;
 std::vector<Trap>& traps();
 
+/// From now on what the module registers is also registered in the agent of this process.
+void registerInAgent();
+
 /// Starts the module with the traps switch as given; once per process.
 void startModule(bool trapsEnabled);
 
