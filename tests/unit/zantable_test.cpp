@@ -91,6 +91,15 @@ TEST_P(TableTest, IsRegisteredAsTheAgentWantsIt)
                                                               message("register table ", "")}));
 }
 
+TEST_P(TableTest, AfterARefusedRegistrationNothingIsPutOnTop)
+{
+    interposed().failTable = true; // the agent's real function frees it then
+    table.init();
+    ASSERT_EQ(interposed().created.size(), 1U);
+    const netsnmp_mib_handler* top = interposed().created.front().registration->handler;
+    EXPECT_EQ(top->access_method, table.hooks.handler);
+}
+
 TEST_P(TableTest, FailedAllocationsAreLoggedAndFreeWhatWasAllocated)
 {
     for (int failures = 1; failures < 8; ++failures) {

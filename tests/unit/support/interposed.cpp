@@ -236,7 +236,7 @@ int __wrap_netsnmp_register_table_iterator(netsnmp_handler_registration* registr
     const OwnAllocations own;
     journalize("register table ", registration->handlerName);
     interposed().registered.push_back({registration, info});
-    return MIB_REGISTERED_OK;
+    return interposed().failTable ? MIB_DUPLICATE_REGISTRATION : MIB_REGISTERED_OK;
 }
 
 int __wrap_snmp_set_var_typed_value(netsnmp_variable_list* variable, u_char type, const void* value,

@@ -101,6 +101,7 @@ struct Interposed {
     std::vector<std::size_t> callocs;  ///< the sizes asked for
     std::set<void*> callocated;        ///< not freed yet
     bool failCreation = false;
+    bool failTable = false; ///< the agent has such a table already
     std::vector<Created> created;
     std::vector<netsnmp_handler_registration*> freedRegistrations;
     std::vector<Registered> registered; ///< the agent is not told, and reset() frees what it would own
