@@ -5,8 +5,7 @@ import itertools
 import random
 from typing import Any, Dict, List, Tuple
 
-from harness import (CACHE_LIFETIME, ERROR, EXACT_MEMORY, HEAP_SLACK, OBJECTS, WARNING, SnmpClient, envelope,
-                     lasting)
+from harness import (CACHE_LIFETIME, ERROR, EXACT_MEMORY, OBJECTS, WARNING, SnmpClient, envelope, lasting)
 from harness.belongings import Belongings, belongings
 from harness.failures import FAILURES
 from harness.router import QUERIES, SCALARS, TABLES, router, triples
@@ -14,6 +13,11 @@ from harness.snmp import END_OF_MIB_VIEW, NO_SUCH_INSTANCE, Oid
 from model.tree import Failure, expected_tree
 
 ROWS = 1000
+
+#: What the memory of an agent that has had tables of a thousand rows differs by from one time to another, in
+#: bytes: the C library's heap gets holes. It rose from 8.2 to 8.7 MB in half a million requests, and by 0.04 MB
+#: in as many more.
+HOLES = 1_000_000
 
 
 def with_rows(number: int) -> Dict[str, Any]:
@@ -125,7 +129,7 @@ def test_requests_of_every_kind_with_failures_and_a_thousand_rows(make_agent, ap
 
     number = lasting(8_000, 1_000_000)
     seen = [year()]
-    while asker.asked < number:
+    while asker.asked < number or len(seen) < 2:
         seen.append(year())
     settled, later = seen[:len(seen) // 2], seen[len(seen) // 2:]
     most, now = (max(year.memory for year in half) for half in (settled, later))
@@ -134,4 +138,4 @@ def test_requests_of_every_kind_with_failures_and_a_thousand_rows(make_agent, ap
              f"{now / 1e6:.2f} MB in the second; at the end {seen[-1]}")
     assert {(*year.descriptors, year.mappings) for year in seen} == {(*seen[0].descriptors, seen[0].mappings)}
     if EXACT_MEMORY:
-        assert now - most < HEAP_SLACK
+        assert now - most < HOLES

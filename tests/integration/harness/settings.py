@@ -40,7 +40,7 @@ LENGTH = float(os.environ.get("ZAN_LENGTH") or 0)
 
 def lasting(short: int, whole: int) -> int:
     """How often, or how long, a long test does what it does."""
-    return max(short if EXACT_MEMORY else short // 5, round(whole * LENGTH / 100))
+    return max(short if EXACT_MEMORY else short // 10, round(whole * LENGTH / 100))
 
 
 def long_size() -> int:
