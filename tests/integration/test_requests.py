@@ -14,9 +14,9 @@ from model.tree import Failure, expected_tree
 
 ROWS = 1000
 
-#: What the memory of an agent that has had tables of a thousand rows differs by from one time to another, in
-#: bytes: the C library's heap gets holes. It rose from 8.2 to 8.7 MB in half a million requests, and by 0.04 MB
-#: in as many more.
+#: What the memory of an agent that has had tables of a thousand rows differs by, in bytes, from one time to
+#: another: the heap gets holes. It rose from 8.2 to 8.7 MB in half a million requests, and by 0.04 MB in as
+#: many more.
 HOLES = 1_000_000
 
 
