@@ -180,7 +180,8 @@ step() {
     ) </dev/null >"$log" 2>&1 &
     command=$!
     if [[ -n $ON_TERMINAL ]]; then
-        show_progress "$text" "$begin" "$log" 2>/dev/null &
+        # Redirected before it is forked: ended at once, it may complain before it gets to any redirection of its own.
+        { show_progress "$text" "$begin" "$log" & } 2>/dev/null
         progress=$!
     else
         printf '%s ...\n' "$text"
