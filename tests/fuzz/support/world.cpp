@@ -124,6 +124,7 @@ CURLcode giveBody()
 CURLcode giveRaw(CURL* handle)
 {
     const CURLcode result = __real_curl_easy_perform(handle);
+    api().verdict = result;
     if (apiEnd >= 0) {
         close(apiEnd);
         apiEnd = -1;

@@ -33,6 +33,7 @@ struct Api {
     std::string text;
     std::size_t piece = 0;    ///< bytes that the write function gets at once; 0: all of them (`Answer::body`)
     std::size_t requests = 0; ///< transfers so far
+    int verdict = 0;          ///< libcurl's own of the last transfer (`Answer::raw`)
 };
 Api& api();
 
