@@ -1,5 +1,7 @@
 """Fixtures: one fake API, one clock and one trap port per run, and an agent shared by most tests."""
 
+from __future__ import annotations  # pytest 6.0 has not all of the names below
+
 import os
 import signal
 from pathlib import Path
