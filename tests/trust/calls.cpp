@@ -448,6 +448,8 @@ int fcntl(int descriptor, int command, ...)
     return plain(Kind::fcntl, [&] { return next(descriptor, command, argument); });
 }
 
+int fcntl64(int descriptor, int command, ...) __attribute__((alias("fcntl")));
+
 int poll(pollfd* polled, nfds_t count, int timeout)
 {
     ZAN_REAL(poll);
