@@ -141,7 +141,7 @@ std::string encodedProbe()
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
     setenv("MIBS", "", 1);
-    setenv("SNMP_PERSISTENT_DIR", "/nonexistent", 1);
+    setenv("SNMP_PERSISTENT_DIR", "/dev/null", 1); // nothing is kept there
     netsnmp_register_loghandler(NETSNMP_LOGHANDLER_NONE, LOG_DEBUG);
     netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_READ_CONFIGS, 1);
     netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_PERSIST_STATE, 1);

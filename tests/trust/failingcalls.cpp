@@ -789,7 +789,8 @@ int main(int argc, char** argv)
     const bool briefly = std::getenv("ZAN_CALLS_WHOLE") == nullptr;
     serveApi(contentOf(argv[2]));
     readDocumented(argv[3]);
-    setenv("MIBS", "", 1); // none is needed
+    setenv("MIBS", "", 1);                         // none is needed
+    setenv("SNMP_PERSISTENT_DIR", "/dev/null", 1); // nothing is kept there
     world().module = argv[1];
     strange().clear(); // the agent's own, of its start
     lines().clear();

@@ -385,6 +385,7 @@ bool isThorough(const Operation& operation)
 
 int main()
 {
+    setenv("SNMP_PERSISTENT_DIR", "/dev/null", 1); // nothing is kept there
     snmp_enable_filelog("/dev/null", 0);
     netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_READ_CONFIGS, 1);
     init_agent("oom");
