@@ -196,11 +196,13 @@ void connectAtOnce(unsigned registration, void* /*client*/)
     }
 }
 
-/// The connection to the agent is given up.
+/// The connection to the agent is given up, or has not come about.
 int disconnected(int /*major*/, int /*minor*/, void* /*session*/, void* /*client*/)
 {
-    close(std::exchange(agentSocket, -1));
-    snmp_alarm_register(0, 0, connectAtOnce, nullptr);
+    if (agentSocket >= 0) {
+        close(std::exchange(agentSocket, -1));
+        snmp_alarm_register(0, 0, connectAtOnce, nullptr);
+    }
     return SNMP_ERR_NOERROR;
 }
 

@@ -3,8 +3,10 @@
 Host and agent are real processes with the configurations that are installed; time is the machine's own.
 """
 
+import contextlib
 import os
 import signal
+import socket
 import threading
 from typing import Callable, Iterator, List
 
@@ -301,6 +303,29 @@ def test_the_host_may_start_before_its_agent(make_hosted, queue, traps):
     wait_until_it_serves(hosted)
     hosted.fire_alarm()
     assert traps.events() == [3]
+
+
+def test_an_agent_that_hangs_up_on_everybody(make_hosted, api, queue):
+    """The host tries again and again, and ends all the same when it is told to."""
+    hosted = make_hosted()
+    hosted.write_configuration()
+    with socket.socket(socket.AF_UNIX) as listening:
+        listening.bind(str(hosted.socket))
+        listening.listen()
+        listening.settimeout(deadline(20))
+        super(HostedAgent, hosted).start(wait=False)
+        for _ in range(3):
+            listening.accept()[0].close()
+        hosted.process.terminate()
+        listening.settimeout(0.01)
+
+        def ended() -> bool:
+            with contextlib.suppress(socket.timeout):
+                listening.accept()[0].close()
+            return not hosted.alive
+
+        until(ended, deadline(20), "the end of the host")
+    assert hosted.process.returncode == 0
 
 
 def test_a_socket_that_the_host_may_not_use(make_hosted, queue):
