@@ -30,8 +30,8 @@ _HEAD = re.compile(rb"(\d) (\d+)\n")
 
 #: Parts of the agent that are left out: the first logs at priority 3 that it registers twice when the
 #: configuration is read again, the second wants a fixed TCP port, which only one agent can have, and the
-#: third keeps the last thousand notifications in memory, which hides what the module does with it. The last two
-#: log at priority 3, in older agents, that the kernel has more to tell of IP than they know.
+#: third keeps the last thousand notifications in memory, which hides what the module does with it. The last
+#: two log at priority 3, in older agents, that the kernel has more to tell of IP than they know.
 _LEFT_OUT = "-ipAddressTable,smux,notification_log,ipSystemStatsTable,ipIfStatsTable"
 
 V3_USER, V3_AUTH, V3_PRIV = "zanuser", "authentication", "encryption"
