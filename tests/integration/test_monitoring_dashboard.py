@@ -61,9 +61,9 @@ class Prometheus:
         self.url = f"http://127.0.0.1:{free_port()}/"
         (folder / "prometheus.yml").write_text("{}\n")
         # What is stored afterwards has no mark where a series ends, as a scrape leaves one: it ends before
-        # the next is due.
+        # the next is due, but only just. promtool evaluates the rules at any moment between two askings.
         self._command = ["prometheus", f"--config.file={folder}/prometheus.yml",
-                         f"--storage.tsdb.path={self.data}", f"--query.lookback-delta={INTERVAL - 1}s",
+                         f"--storage.tsdb.path={self.data}", f"--query.lookback-delta={INTERVAL * 1000 - 1}ms",
                          f"--web.listen-address={self.url[len('http://'):-1]}"]
 
     @contextlib.contextmanager
