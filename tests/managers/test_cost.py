@@ -26,13 +26,9 @@ ETHERNET = 14
 _ALL_PROTOCOLS = 3
 _UDP = 17
 
-# Of linux/if_packet.h and asm-generic/socket.h
+# Of linux/if_packet.h
 _SOL_PACKET = 263
 _PACKET_STATISTICS = 6
-_SO_RCVBUFFORCE = 33
-
-#: Octets that wait for the counting on a busy machine; a walk is a few hundred packets, which count a kilobyte each.
-_BUFFER = 1 << 24
 
 
 class Cost(NamedTuple):
@@ -51,13 +47,12 @@ class Capture:
 
     @contextlib.contextmanager
     def counting(self) -> Iterator[List[Cost]]:
-        """The cost of what happens inside is in the list afterwards."""
+        """The cost of what happens inside is in the list afterwards, unless packets went by uncounted."""
         found: List[Cost] = []
         lengths: List[int] = []
         answers: List[int] = [0]
         ended = threading.Event()
         with socket.socket(socket.AF_PACKET, socket.SOCK_RAW, socket.htons(_ALL_PROTOCOLS)) as tap:
-            tap.setsockopt(socket.SOL_SOCKET, _SO_RCVBUFFORCE, _BUFFER)
             tap.bind(("lo", 0))
             tap.settimeout(0.1)
 
@@ -86,8 +81,8 @@ class Capture:
                 ended.set()
                 thread.join()
             _, dropped = struct.unpack("II", tap.getsockopt(_SOL_PACKET, _PACKET_STATISTICS, 8))
-            assert dropped == 0
-        found.append(Cost(len(lengths), sum(lengths), max(answers)))
+        if not dropped:
+            found.append(Cost(len(lengths), sum(lengths), max(answers)))
 
 
 @pytest.fixture(name="agent_port", scope="module")
@@ -152,8 +147,8 @@ def costs_fixture(agent_port, tmp_path_factory) -> Dict[str, Cost]:
     for name, poll in polls.items():
         # The first request of a user finds out the agent's engine ID, which some programs remember.
         poll()
-        costs = []
-        for _ in range(3):
+        costs: List[Cost] = []
+        while len(costs) < 3:
             with Capture(agent_port).counting() as found:
                 poll()
             costs += found
