@@ -63,7 +63,8 @@ class Prometheus:
         # What is stored afterwards has no mark where a series ends, as a scrape leaves one: it ends before
         # the next is due, but only just. promtool evaluates the rules at any moment between two askings.
         self._command = ["prometheus", f"--config.file={folder}/prometheus.yml",
-                         f"--storage.tsdb.path={self.data}", f"--query.lookback-delta={INTERVAL * 1000 - 1}ms",
+                         f"--storage.tsdb.path={self.data}",
+                         f"--query.lookback-delta={INTERVAL * 1000 - 1}ms",
                          f"--web.listen-address={self.url[len('http://'):-1]}"]
 
     @contextlib.contextmanager
