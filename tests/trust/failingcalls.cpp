@@ -9,6 +9,7 @@
 
 #include "calls.h"
 #include "memory.h"
+#include "sink.h"
 
 #include "zanroot.h"
 
@@ -17,8 +18,6 @@
 #include <net-snmp/net-snmp-includes.h>
 
 #include <net-snmp/agent/net-snmp-agent-includes.h>
-
-#include <net-snmp/agent/agent_trap.h>
 
 #include <algorithm>
 #include <array>
@@ -33,7 +32,6 @@
 #include <fcntl.h>
 #include <fstream>
 #include <functional>
-#include <netinet/in.h>
 #include <new>
 #include <regex>
 #include <sstream>
@@ -263,35 +261,6 @@ private:
     netsnmp_session* manager = nullptr;
     std::vector<std::pair<std::vector<oid>, std::string>> answers;
     bool answered = false;
-};
-
-/// The port that notifications are sent to.
-class Sink {
-public:
-    Sink()
-    {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        address.sin_port = htons(agentPort + 1);
-        require(bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0, "no port");
-        std::string line = "127.0.0.1:" + std::to_string(agentPort + 1) + " public";
-        snmpd_parse_config_trap2sink("trap2sink", line.data());
-    }
-
-    /// How many notifications have come since the last call.
-    std::size_t received() const
-    {
-        std::size_t count = 0;
-        std::array<char, 1500> packet{};
-        while (recv(socket, packet.data(), packet.size(), MSG_DONTWAIT) > 0) {
-            ++count;
-        }
-        return count;
-    }
-
-private:
-    int socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
 };
 
 struct World {

@@ -6,13 +6,12 @@
 // answer, with no block more in use than without the failure.
 
 #include "memory.h"
+#include "sink.h"
 
 #include "support/world.h"
 
 #include "zanjsondb.h"
 #include "zantable.h"
-
-#include <net-snmp/agent/agent_trap.h>
 
 #include <algorithm>
 #include <csignal>
@@ -22,9 +21,7 @@
 #include <execinfo.h>
 #include <functional>
 #include <iterator>
-#include <netinet/in.h>
 #include <string>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -130,36 +127,6 @@ Outcome walk(const Table& table)
     inside([&] { hooks->free_loop_context_at_end(loop, hooks); });
     return outcome;
 }
-
-/// The port that notifications are sent to.
-class Sink {
-public:
-    Sink()
-    {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof(address);
-        auto* generic = reinterpret_cast<sockaddr*>(&address);
-        require(bind(socket, generic, length) == 0 && getsockname(socket, generic, &length) == 0, "no port");
-        std::string sink = "127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + " public";
-        snmpd_parse_config_trap2sink("trap2sink", sink.data());
-    }
-
-    /// How many have come since the last call.
-    std::size_t received()
-    {
-        std::size_t count = 0;
-        char packet[1500];
-        while (recv(socket, packet, sizeof(packet), MSG_DONTWAIT) > 0) {
-            ++count;
-        }
-        return count;
-    }
-
-private:
-    int socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-};
 
 Sink& sink()
 {
