@@ -209,6 +209,21 @@ void walkByHelper(std::size_t number, const Json::Value& rows)
     require(type == ASN_NULL || type == SNMP_ENDOFMIBVIEW, "a cell after the last");
 }
 
+/// Tells whether the text is one JSON value and nothing behind it, so that it stays in its place in an answer.
+bool isOneValue(const std::string& text)
+{
+    Json::CharReaderBuilder builder;
+    builder["allowComments"] = false;
+    builder["failIfExtra"] = true;
+    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    Json::Value value;
+    try {
+        return reader->parse(text.data(), text.data() + text.size(), &value, nullptr);
+    } catch (const std::exception&) {
+        return false; // nests too deeply
+    }
+}
+
 // The reader of old, as in the module: the others keep some numbers as another type.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
@@ -254,6 +269,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return -1;
     }
     const std::string text(reinterpret_cast<const char*>(data) + controls, size - controls);
+    if (!isOneValue(text)) {
+        return -1;
+    }
     api().answer = Answer::body;
     api().text = envelope(resultWithRows(text, !text.empty() && text.front() == '[' ? "{}" : text));
     const std::optional<Json::Value> found = rowsIn(api().text);
