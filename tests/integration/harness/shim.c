@@ -22,6 +22,11 @@
 #include <time.h>
 #include <unistd.h>
 
+/* musl has no other on a processor of 32 bits, as its time_t has 64. */
+#ifndef SYS_clock_gettime
+#define SYS_clock_gettime SYS_clock_gettime64
+#endif
+
 static const volatile int64_t* offset;
 static int (*next_clock_gettime)(clockid_t, struct timespec*);
 
