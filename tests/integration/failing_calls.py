@@ -1,10 +1,12 @@
-"""Calls into the system that fail in a real snmpd, one at a time, in the agent and hosted: a sample of what
-tests/trust/failingcalls.cpp does in full.
+"""Calls into the system that fail in a real snmpd, one at a time, in the agent and hosted: what
+tests/trust/failingcalls.cpp does in an agent of its own.
 
 Needs a library of the build, tests/trust/zanfailingcalls.so, and so is none of the tests that run on other
 processors, too. CTest knows it as trust.failing_calls_agent and trust.failing_calls_host.
 
-Environment: ZAN_BUILD_DIR.
+Environment:
+  ZAN_BUILD_DIR    where that library is (default: the source tree's build)
+  ZAN_CALLS_WHOLE  when set, every manner and every call, instead of a sample
 """
 
 import ctypes
@@ -22,6 +24,8 @@ from harness.router import SCALAR, expected_tree, triples
 
 BUILD = Path(os.environ.get("ZAN_BUILD_DIR") or SOURCE_ROOT / "build")
 LIBRARY = BUILD / "tests" / "trust" / "zanfailingcalls.so"
+
+WHOLE = "ZAN_CALLS_WHOLE" in os.environ
 
 SERIAL_NUMBER = SCALAR["zanRouterSerialNumber"]
 
@@ -88,13 +92,13 @@ class Calls:
         return f"{self._control.rows[place.kind].name.decode()} number {place.nth}, manner {place.manner}"
 
     def places(self, most: int) -> Iterator[Place]:
-        """Every kind of call, in its first two manners; of each the first call, the second and so on, until
-        one is not made, or `most` of them."""
+        """Every kind of call in each of its manners; of each the first call, the second and so on, until one is
+        not made. A sample has the first two manners, and `most` calls."""
         rows: List[_Row] = list(self._control.rows)
         assert rows[-1].name == b"msgrcv", "the record is laid out otherwise than in calls.h"
         for kind, row in enumerate(rows):
-            for manner in range(min(row.manners, 2)):
-                for nth in range(1, most + 1):
+            for manner in range(row.manners if WHOLE else min(row.manners, 2)):
+                for nth in itertools.count(1) if WHOLE else range(1, most + 1):
                     yield Place(kind, manner, nth)
                     if not self._control.reached:
                         break
