@@ -8,6 +8,9 @@
  * a line feed, and the text as it is. Without such a name it goes where it always does.
  */
 #define _GNU_SOURCE
+/* First: by it musl's dlsym, on 32 bits, knows which of its two clock_gettime is meant. */
+#include <time.h>
+
 #include <dlfcn.h>
 #include <endian.h>
 #include <fcntl.h>
@@ -19,7 +22,6 @@
 #include <sys/syscall.h>
 #include <sys/uio.h>
 #include <syslog.h>
-#include <time.h>
 #include <unistd.h>
 
 /* musl has no other on a processor of 32 bits, as its time_t has 64. */
