@@ -340,7 +340,7 @@ SMOKE=(test_spine.py test_groups.py test_tables.py test_traps.py -k
 
 # What these test is the same on every machine: the demo, the managers' side, the MIB as a file, the simulator, the
 # loader.
-ELSEWHERE=('test_agent_library*' 'test_demo*' 'test_mib*' 'test_monitoring*' 'test_simulator*')
+ELSEWHERE=('test_agent_library*' 'test_demo*' 'test_mib*' 'test_monitoring*' 'test_pollers*' 'test_simulator*')
 
 # debian_sources FORMAT: in apt's own format, what this machine's apt knows of its Debian mirrors.
 debian_sources() {

@@ -102,7 +102,8 @@ exit status:
 /// What was asked for has been printed, unless standard output took none of it.
 Parsed printedOrNot()
 {
-    if (std::fflush(stdout) != 0) {
+    // The C library may have tried to write before, and thrown away what it could not.
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
         std::perror(program);
         return {std::nullopt, failed};
     }

@@ -17,6 +17,8 @@ from .settings import ALARM_PERIOD, MODULE, SANITIZED, deadline
 from .snmp import SYS_UPTIME, SnmpClient, SnmpTimeout
 
 SNMPD = os.environ.get("ZAN_AGENT") or "/usr/sbin/snmpd"
+#: What runs the agent: an emulator, a memory checker, or nothing.
+RUNNER = shlex.split(os.environ.get("ZAN_AGENT_WRAPPER", ""))
 
 ERROR, WARNING, INFO, DEBUG = 3, 4, 6, 7
 
@@ -65,8 +67,7 @@ class Agent:
         self.extra_configuration = extra_configuration
         self.alarm_clock = AlarmClock(folder)
         self.environment: Dict[str, str] = dict(environment or {})
-        given = os.environ.get("ZAN_AGENT_WRAPPER", "")
-        self.wrapper: List[str] = [*(wrapper or []), *shlex.split(given)]
+        self.wrapper: List[str] = list(wrapper or [])
         self.client = SnmpClient(self.port)
         self.process: Optional[subprocess.Popen] = None
         self._forget_log()
@@ -115,7 +116,7 @@ class Agent:
 
     def command(self) -> List[str]:
         """The command line."""
-        return [*self.wrapper, SNMPD, "-f", "-r", "-C", "-c", str(self.configuration_path),
+        return [*RUNNER, SNMPD, "-f", "-r", "-C", "-c", str(self.configuration_path),
                 "-I", _LEFT_OUT, *self.log_options()]
 
     # --- life -----------------------------------------------------------------------------------------------
@@ -138,8 +139,12 @@ class Agent:
             **dict(pair.split("=", 1) for pair in shlex.split(os.environ.get("ZAN_AGENT_ENV", ""))),
             **self.environment,
         }
+        command = self.command()
+        if self.wrapper:
+            # A program of this machine, which the agent's libraries may not fit.
+            command = [*self.wrapper, "env", f"LD_PRELOAD={environment.pop('LD_PRELOAD')}", *command]
         with open(self.folder / "output", "ab") as output:
-            self.process = subprocess.Popen(self.command(), env=environment, stdin=subprocess.DEVNULL,
+            self.process = subprocess.Popen(command, env=environment, stdin=subprocess.DEVNULL,
                                             stdout=output, stderr=output, cwd=self.folder)
         if wait:
             self.wait_ready()

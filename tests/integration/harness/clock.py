@@ -24,7 +24,6 @@ class Clock:
     def __init__(self, folder: Path, start: float = 1000.0) -> None:
         self._path = folder / "uptime"
         self._hundredths = 0
-        self._latest = 0
         self._path.write_bytes(b"")
         self._file = os.open(self._path, os.O_WRONLY)
         self.set(start)
@@ -38,7 +37,6 @@ class Clock:
     def set(self, seconds: float) -> None:
         """Set the uptime, which may be moved back."""
         self._hundredths = round(seconds * 100)
-        self._latest = max(self._latest, self._hundredths)
         text = f"{self._hundredths // 100}.{self._hundredths % 100:02d} 0.00".ljust(_WIDTH - 1) + "\n"
         os.pwrite(self._file, text.encode(), 0)  # one write into the same file: no reader sees half of it
 
@@ -50,12 +48,13 @@ class Clock:
     def booted(self, seconds: float) -> Iterator[None]:
         """So many seconds after the start of the router, for agents started within a with statement.
 
-        After it the uptime is later than it has ever been: an agent that has lived through it would otherwise
-        take what it fetched long ago for fresh.
+        After it the uptime goes on from where it was, but for a cache's lifetime: whoever has lived through it
+        would otherwise take for fresh what was fetched before.
         """
+        before = self.now
         self.set(seconds)
         yield
-        self.set(self._latest / 100 + CACHE_LIFETIME)
+        self.set(before + CACHE_LIFETIME)
 
     def align(self) -> None:
         """Let the uptime reach its next whole second."""

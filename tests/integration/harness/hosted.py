@@ -11,7 +11,7 @@ from typing import List
 
 import pytest
 
-from .agent import ERROR, INFO, SNMPD, WARNING, Agent
+from .agent import ERROR, INFO, RUNNER, SNMPD, WARNING, Agent
 from .settings import MODULE, OBJECTS, deadline
 
 HOSTED = bool(os.environ.get("ZAN_HOSTED"))
@@ -92,7 +92,7 @@ class HostedAgent(Agent):
 
     def command(self) -> List[str]:
         """The host's command line."""
-        return [*self.wrapper, SNMPD, "-X", "-f", "-C", "-c", str(self.configuration_path),
+        return [*RUNNER, SNMPD, "-X", "-f", "-C", "-c", str(self.configuration_path),
                 "-I", "dlmod", *self.log_options()]
 
     def start(self, wait: bool = True) -> "HostedAgent":
