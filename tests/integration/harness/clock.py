@@ -48,7 +48,7 @@ class Clock:
     def booted(self, seconds: float) -> Iterator[None]:
         """So many seconds after the start of the router, for agents started within a with statement.
 
-        After it the uptime goes on from where it was, but for a cache's lifetime: whoever has lived through it
+        After it the uptime goes on from where it was, but for a cache's lifetime: who has lived through it
         would otherwise take for fresh what was fetched before.
         """
         before = self.now
