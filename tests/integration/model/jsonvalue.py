@@ -9,6 +9,7 @@ test_model.py holds every function of this file against the installed library.
 
 from __future__ import annotations
 
+import os
 import re
 from dataclasses import dataclass
 from pathlib import Path
@@ -26,9 +27,10 @@ class UnparsableNumber(Exception):
     """The library's parser refuses the document that holds this number (a real beyond the range)."""
 
 
-def library_version(header: Path = Path("/usr/include/jsoncpp/json/version.h")) -> Tuple[int, ...]:
-    """The version of the library that is installed, and with which the module is built."""
-    text = header.read_text(encoding="utf-8")
+def library_version() -> Tuple[int, ...]:
+    """The version of the library with which the module is built."""
+    header = os.environ.get("ZAN_JSONCPP_VERSION") or "/usr/include/jsoncpp/json/version.h"
+    text = Path(header).read_text(encoding="utf-8")
     return tuple(map(int, re.search(r'JSONCPP_VERSION_STRING "(\d+)\.(\d+)\.(\d+)', text).groups()))
 
 
