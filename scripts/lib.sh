@@ -339,9 +339,9 @@ SMOKE=(test_spine.py test_groups.py test_tables.py test_traps.py -k
     "expected_tree or logs_exactly_this or Uptime or SessionTimeout or Expiration or every_cell or byte_for_byte")
 
 # What these test is the same on every machine: the demo, the managers' side, the MIB as a file, the simulator, the
-# loader, the tests' model.
-ELSEWHERE=('test_agent_library*' 'test_demo*' 'test_mib*' 'test_model*' 'test_monitoring*' 'test_pollers*'
-    'test_simulator*')
+# loader, the scripts, the tests themselves.
+ELSEWHERE=('test_agent_library*' 'test_demo*' 'test_harness*' 'test_mib*' 'test_model*' 'test_monitoring*'
+    'test_pollers*' 'test_scripts*' 'test_simulator*')
 
 # debian_sources FORMAT: in apt's own format, what this machine's apt knows of its Debian mirrors.
 debian_sources() {
