@@ -209,7 +209,8 @@ void walkByHelper(std::size_t number, const Json::Value& rows)
     require(type == ASN_NULL || type == SNMP_ENDOFMIBVIEW, "a cell after the last");
 }
 
-/// Tells whether the text is one JSON value and nothing behind it, so that it stays in its place in an answer.
+/// Tells whether the text is one JSON value and nothing behind it, so that it stays in its place in an
+/// answer.
 bool isOneValue(const std::string& text)
 {
     Json::CharReaderBuilder builder;
