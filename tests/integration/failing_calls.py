@@ -92,7 +92,7 @@ class Calls:
         return f"{self._control.rows[place.kind].name.decode()} number {place.nth}, manner {place.manner}"
 
     def places(self, most: int) -> Iterator[Place]:
-        """Every kind of call in each of its manners; of each the first call, the second and so on, until one is
+        """Every kind of call in each manner; of each the first call, the second and so on, until one is
         not made. A sample has the first two manners, and `most` calls."""
         rows: List[_Row] = list(self._control.rows)
         assert rows[-1].name == b"msgrcv", "the record is laid out otherwise than in calls.h"

@@ -37,6 +37,10 @@ def library_version() -> Tuple[int, ...]:
 #: Since this version the parser takes a real beyond the range for an infinite one.
 READS_INFINITY = library_version() >= (1, 9, 6)
 
+#: In this version (what 1.9.7 does was not seen) reals are compared with a number's bounds otherwise: one
+#: between 0 and 1 is no unsigned number, nor is 2**64.
+OTHER_BOUNDS = library_version() >= (1, 9, 8)
+
 
 @dataclass(frozen=True)
 class Number:
@@ -125,6 +129,8 @@ def _as_integer(value: Json, low: int, high: int) -> int:
     elif isinstance(value, float):
         # The library compares as reals, where the bound 2**64 - 1 is 2**64; its cast of that one value
         # overflows, to 0 on x86-64.
+        if OTHER_BOUNDS and (low == 0 and 0 < value < 1 or value >= high + 1):
+            raise JsonError("no such integer")
         if float(low) <= value <= float(high):
             return int(value) if int(value) <= high else 0
     raise JsonError("no such integer")
